@@ -1,0 +1,222 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Signals with any number of listeners, and the delegates that bind an object to a member function.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+#include <vector>
+
+namespace vocalink::util {
+
+/** The comparable core of a delegate: which object, and which of its member functions.
+ *  A member-function pointer is two machine words (Itanium C++ ABI) for every class. */
+class DelegateMemento {
+  public:
+    /** Copies object and member function of another memento. */
+    void SetMementoFrom(const DelegateMemento& other) { *this = other; }
+
+    /** Orders by object address, and for one object by the bytes of the member-function pointer. */
+    [[nodiscard]] bool IsLess(const DelegateMemento& other) const {
+        if (object != other.object) {
+            return reinterpret_cast<std::uintptr_t>(object) <
+                   reinterpret_cast<std::uintptr_t>(other.object);
+        }
+        return std::memcmp(method.data(), other.method.data(), method.size()) < 0;
+    }
+
+  protected:
+    static constexpr std::size_t method_bytes = 2 * sizeof(void*);
+
+    template <class Class, class Method>
+    void bind(Class* target, Method member) {
+        static_assert(sizeof(Method) == method_bytes);
+        object = target;
+        std::memcpy(method.data(), &member, method_bytes);
+    }
+
+    template <class Method>
+    [[nodiscard]] Method bound_method() const {
+        Method member;
+        std::memcpy(&member, method.data(), method_bytes);
+        return member;
+    }
+
+    void* object = nullptr;
+    std::array<unsigned char, method_bytes> method{};
+};
+
+/** A member function with the given arguments, bound to an object that somebody else owns.
+ *  Copying and calling allocate nothing. */
+template <class... Args>
+class basic_delegate : public DelegateMemento {
+  public:
+    basic_delegate() = default;
+
+    template <class Class>
+    basic_delegate(Class* target, void (Class::*member)(Args...)) {
+        bind(target, member);
+        call = [](const basic_delegate& self, Args... args) {
+            using method_type = void (Class::*)(Args...);
+            (static_cast<Class*>(self.object)->*self.bound_method<method_type>())(args...);
+        };
+    }
+
+    void operator()(Args... args) const { call(*this, args...); }
+    bool operator<(const basic_delegate& other) const { return IsLess(other); }
+
+  private:
+    void (*call)(const basic_delegate&, Args...) = nullptr;
+};
+
+template <class Result>
+using Delegate0 = std::enable_if_t<std::is_void_v<Result>, basic_delegate<>>;
+
+template <class T, class Result>
+using Delegate1 = std::enable_if_t<std::is_void_v<Result>, basic_delegate<T>>;
+
+/** Binds a member function, possibly one inherited from a base of Object. */
+template <class Object, class Class, class... Args>
+[[nodiscard]] basic_delegate<Args...> MakeDelegate(Object* object, void (Class::*method)(Args...)) {
+    return {static_cast<Class*>(object), method};
+}
+
+/** The ordered set of delegates behind a signal, and the emission over it.
+ *
+ *  Listeners are called in the order of their object addresses. One that is disconnected during an
+ *  emission is not called later in it, one that is connected is not called until the next. A
+ *  listener may destroy the object that owns the signal; nobody is called after that. Whoever emits
+ *  must then not touch itself. Emitting to up to four listeners allocates nothing. Loop thread
+ * only. */
+template <class... Args>
+class delegate_set {
+  public:
+    using delegate = basic_delegate<Args...>;
+
+    delegate_set() = default;
+    delegate_set(const delegate_set&) = delete;
+    delegate_set& operator=(const delegate_set&) = delete;
+    ~delegate_set() {
+        for (emission* running = innermost; running != nullptr; running = running->outer) {
+            running->signal_gone = true;
+        }
+    }
+
+    void insert(const delegate& added) {
+        const auto place = std::lower_bound(listeners.begin(), listeners.end(), added);
+        if (place == listeners.end() || added < *place) {
+            listeners.insert(place, added);
+        }
+    }
+
+    void erase(const delegate& removed) {
+        const auto place = std::lower_bound(listeners.begin(), listeners.end(), removed);
+        if (place != listeners.end() && !(removed < *place)) {
+            listeners.erase(place);
+        }
+    }
+
+    void emit(Args... args) {
+        constexpr std::size_t usual_listeners = 4;
+        if (listeners.size() <= usual_listeners) {
+            std::array<delegate, usual_listeners> copy;
+            std::copy(listeners.begin(), listeners.end(), copy.begin());
+            walk(copy.data(), listeners.size(), args...);
+        } else {
+            const std::vector<delegate> copy = listeners;
+            walk(copy.data(), copy.size(), args...);
+        }
+    }
+
+    [[nodiscard]] int size() const { return static_cast<int>(listeners.size()); }
+
+  private:
+    /** One running emission; lives on the emitter's stack, which outlives the signal if need be. */
+    struct emission {
+        explicit emission(delegate_set& emitting) : set(emitting), outer(emitting.innermost) {
+            set.innermost = this;
+        }
+        emission(const emission&) = delete;
+        emission& operator=(const emission&) = delete;
+        ~emission() {
+            if (!signal_gone) {
+                set.innermost = outer;
+            }
+        }
+
+        delegate_set& set;
+        emission* outer;
+        bool signal_gone = false;
+    };
+
+    void walk(const delegate* copy, std::size_t count, Args... args) {
+        emission running(*this);
+        for (const delegate* listener = copy; listener != copy + count; ++listener) {
+            if (std::binary_search(listeners.begin(), listeners.end(), *listener)) {
+                (*listener)(args...);
+            }
+            if (running.signal_gone) {
+                return;
+            }
+        }
+    }
+
+    std::vector<delegate> listeners; // sorted, no duplicates
+    emission* innermost = nullptr;
+};
+
+/** A signal without arguments. */
+template <class Result = void>
+class signal0 {
+    static_assert(std::is_void_v<Result>, "listeners return nothing");
+
+  public:
+    template <class Object, class Class>
+    void connect(Object* object, void (Class::*method)()) {
+        listeners.insert(MakeDelegate(object, method));
+    }
+
+    template <class Object, class Class>
+    void disconnect(Object* object, void (Class::*method)()) {
+        listeners.erase(MakeDelegate(object, method));
+    }
+
+    void emit() { listeners.emit(); }
+    void operator()() { emit(); }
+    [[nodiscard]] int connections() const { return listeners.size(); }
+
+  private:
+    delegate_set<> listeners;
+};
+
+/** A signal with one argument, handed by value to each listener. Its change notifier fires after
+ *  every connect and disconnect, whether or not the set of listeners changed. */
+template <class T>
+class signal1 {
+  public:
+    template <class Object, class Class>
+    void connect(Object* object, void (Class::*method)(T)) {
+        listeners.insert(MakeDelegate(object, method));
+        changed();
+    }
+
+    template <class Object, class Class>
+    void disconnect(Object* object, void (Class::*method)(T)) {
+        listeners.erase(MakeDelegate(object, method));
+        changed();
+    }
+
+    void emit(T value) { listeners.emit(value); }
+    void operator()(T value) { emit(value); }
+    [[nodiscard]] int connections() const { return listeners.size(); }
+
+    signal0<> changed;
+
+  private:
+    delegate_set<T> listeners;
+};
+
+} // namespace vocalink::util

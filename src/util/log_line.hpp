@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// One line of diagnostics on standard error, written whole.
+#pragma once
+
+#include <charconv>
+#include <concepts>
+#include <string>
+#include <string_view>
+
+namespace vocalink::util {
+
+/** Collects one line; the destructor writes it with its newline in one write(2), so that the lines
+ *  of several threads never mix. Any thread. Compose a line only when it is to be written. */
+class log_line {
+  public:
+    /** A line without prefix. */
+    log_line() = default;
+    /** "-- component: " */
+    explicit log_line(std::string_view component);
+    /** "-- component(id): " */
+    log_line(std::string_view component, std::string_view id);
+    log_line(const log_line&) = delete;
+    log_line& operator=(const log_line&) = delete;
+    ~log_line();
+
+    log_line& operator<<(std::string_view piece) {
+        text += piece;
+        return *this;
+    }
+    log_line& operator<<(char c) {
+        text += c;
+        return *this;
+    }
+    template <std::integral Number>
+    log_line& operator<<(Number number) {
+        char digits[24];
+        const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+        text.append(digits, end);
+        return *this;
+    }
+
+  private:
+    std::string text;
+};
+
+/** The text of a system error number; safe in any thread. */
+[[nodiscard]] std::string error_text(int error_number);
+
+} // namespace vocalink::util

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The payload types that streams carry, and the facts about each.
+#pragma once
+
+#include <string_view>
+
+namespace vocalink {
+
+/** RTP payload types (RFC 3551, 109 dynamic); the values are those of the wire. */
+enum rtp_payload : int {
+    PCMU = 0,   // G.711 µ-law
+    PCMA = 8,   // G.711 A-law
+    G722 = 9,   // G.722
+    G729 = 18,  // G.729
+    ILBC = 109, // iLBC, 20 or 30 ms frames
+};
+
+/** Telephone events (RFC 4733) are taken on this range of dynamic payload types. */
+inline constexpr int first_event_payload = 100;
+inline constexpr int last_event_payload = 103;
+
+/** Whether a payload type carries audio of one of the five codecs. */
+[[nodiscard]] constexpr bool is_audio_payload(int payload_type) {
+    return payload_type == PCMU || payload_type == PCMA || payload_type == G722 ||
+           payload_type == G729 || payload_type == ILBC;
+}
+
+/** Whether a payload type carries telephone events. */
+[[nodiscard]] constexpr bool is_event_payload(int payload_type) {
+    return payload_type >= first_event_payload && payload_type <= last_event_payload;
+}
+
+/** What an encoding word selects. */
+struct encoding_settings {
+    rtp_payload payload;
+    int frame_bytes; // encoded bytes per packet
+};
+
+/** The settings of "G729", "ILBC20", "ILBC30", "G722" and "G711A"; every other text means µ-law. */
+[[nodiscard]] encoding_settings settings_of_encoding(std::string_view encoding);
+
+/** RTP timestamp units per payload byte. */
+[[nodiscard]] int payload_ts_inc(rtp_payload payload);
+
+/** Bytes of one codec frame: 10 (10 ms) for G.729, 160 (20 ms of G.711) for all others. */
+[[nodiscard]] int payload_frame_size(rtp_payload payload);
+
+/** One frame of silence, payload_frame_size() bytes, constant. */
+[[nodiscard]] const unsigned char* payload_silence_frame(rtp_payload payload);
+
+/** The registered name of the format: "PCMU" or "PCMA"; defined for these two only. */
+[[nodiscard]] const char* payload_to_rtp_format_string(rtp_payload payload);
+
+} // namespace vocalink

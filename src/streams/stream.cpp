@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The media endpoint's construction, end, routing and statistics.
+#include "streams/stream.hpp"
+
+#include "util/config.hpp"
+#include "util/log_line.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <sstream>
+
+namespace vocalink {
+
+using util::log_line;
+using util::loop_now;
+
+namespace {
+
+constexpr int ilbc_30ms_frame_bytes = 50;
+
+void assign_sorted(std::vector<std::string>& list, const std::deque<std::string>& ids) {
+    list.assign(ids.begin(), ids.end());
+    std::sort(list.begin(), list.end());
+    list.erase(std::unique(list.begin(), list.end()), list.end());
+}
+
+} // namespace
+
+stream::stream(std::string stream_id, std::string encoding_word)
+    : id(std::move(stream_id)), encoding(std::move(encoding_word)),
+      payload(settings_of_encoding(encoding).payload),
+      frame_bytes(settings_of_encoding(encoding).frame_bytes), last_rx_time(loop_now()),
+      prev_rx_time(last_rx_time) {
+    sync_signal.changed.connect(this, &stream::handle_sync_signal_changed);
+}
+
+stream::~stream() {
+    deleted_signal.emit(id);
+    // Recordings end here, before the totals are logged.
+    if (has_failures()) {
+        log_line("stream", id) << "total packet errors: " << read_failures << " read failures, "
+                               << write_failures << " write failures.";
+    }
+    log_line("stream", id) << "total incoming packets " << incoming_packets << ", outgoing packets "
+                           << outgoing_packets;
+    log_line("stream", id) << "tolvey destroyed";
+}
+
+int stream::frame_samples() const {
+    return frame_bytes == ilbc_30ms_frame_bytes ? max_frame_samples : usual_frame_samples;
+}
+
+void stream::clear_incoming_buffer() {
+    std::memset(incoming.data(), 0, 2 * static_cast<std::size_t>(frame_bytes));
+}
+
+void stream::clear_outgoing_buffer() {
+    outgoing.fill(0);
+}
+
+void stream::set_stream_targets(std::deque<std::string>& ids) {
+    assign_sorted(targets, ids);
+}
+
+void stream::clear_stream_targets() {
+    targets.clear();
+}
+
+void stream::set_stream_sources(std::deque<std::string>& ids) {
+    assign_sorted(sources, ids);
+}
+
+void stream::clear_stream_sources() {
+    sources.clear();
+}
+
+bool stream::may_be_heard_by(const std::string& listener_id) const {
+    return !restricted || std::binary_search(targets.begin(), targets.end(), listener_id);
+}
+
+bool stream::wants_to_hear(const std::string& speaker_id) const {
+    return !selective || std::binary_search(sources.begin(), sources.end(), speaker_id);
+}
+
+void stream::mix(const short* const* frames, int count) {
+    mix_slinear_frames(outgoing.data(), frames, count, frame_samples());
+}
+
+void stream::mix_without(const frame_sum& sum, const short* own) {
+    mix_sum_without(outgoing.data(), sum, own, frame_samples());
+}
+
+void stream::set_stream_endpoint(std::string, int) {
+    log_line("stream", id) << "WARNING set endpoint not implemented for this stream type!";
+}
+
+void stream::set_stream_encryption(const unsigned char*, const unsigned char*) {
+    log_line("stream", id) << "WARNING set encryption not implemented for this stream type!";
+}
+
+void stream::put_tones(std::string) {
+    log_line() << "unimplemented function called";
+}
+
+void stream::output_stats(std::ostream& os) {
+    os << " incoming_packets=" << incoming_packets << " outgoing_packets=" << outgoing_packets;
+    if (read_failures != 0) {
+        os << " packet_read_failures=" << read_failures;
+    }
+    if (write_failures != 0) {
+        os << " packet_write_failures=" << write_failures;
+    }
+}
+
+void stream::arm_timeout_timer() {
+    const double period = config::instance().idle_check_period();
+    timeout_timer.set<stream, &stream::stream_timeout_callback>(this);
+    timeout_timer.start(period, period);
+}
+
+void stream::stream_timeout_callback(ev::timer&, int) {
+    const double timeout = config::instance().timeout_seconds;
+    const double elapsed = loop_now() - last_rx_time;
+    if (timeout > elapsed && incoming_packets > 0) {
+        return;
+    }
+    if (10.0 * timeout > elapsed) {
+        return;
+    }
+    emit_timeout_event();
+    delete this;
+}
+
+void stream::emit_timeout_event() {
+    std::ostringstream text;
+    text << "TIMEOUT STREAM " << id;
+    output_stats(text);
+    notify_signal.emit(text.str());
+}
+
+void stream::count_incoming(int bytes) {
+    last_rx_time = loop_now();
+    incoming_packets += 1;
+    incoming_bytes += bytes;
+}
+
+void stream::update_jitter() {
+    const double interval = last_rx_time - prev_rx_time;
+    const double deviation = std::abs(interval - last_interval);
+    last_interval = interval;
+    prev_rx_time = last_rx_time;
+    jitter += (deviation - jitter) * 0.0625;
+}
+
+} // namespace vocalink

@@ -1,0 +1,167 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The media endpoint from which every stream kind derives.
+#pragma once
+
+#include "streams/mixer.hpp"
+#include "streams/rtp_payload.hpp"
+#include "util/event_loop.hpp"
+#include "util/signal.hpp"
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace vocalink {
+
+/** An endpoint that a bridge can read frames from and write frames to.
+ *
+ *  Owned by the connection that created it, as a raw pointer in a map: a stream may also end
+ * itself, always as the last act of one of its own loop callbacks, and tells every holder through
+ *  deleted_signal. Loop thread only. */
+class stream {
+  public:
+    stream(std::string id, std::string encoding);
+    stream(const stream&) = delete;
+    stream& operator=(const stream&) = delete;
+    virtual ~stream();
+
+    /** What this stream is called within its connection. */
+    const std::string id;
+    /** The codec word given at creation, and what it selected. */
+    const std::string encoding;
+    const rtp_payload payload;
+    const int frame_bytes; // encoded bytes per packet
+
+    /** Emitted once with the id, by the base destructor: listeners may use the base part alone. */
+    util::signal1<std::string> deleted_signal;
+    /** Emitted with the stream itself when it has something to read. The stream listens to its
+     * input only while somebody is connected here. */
+    util::signal1<stream*> sync_signal;
+    /** Carries notices to the controller, without line end. */
+    util::signal1<std::string> notify_signal;
+
+    /** Kind code: 1 RTP, 3 sound file, 4 DTMF event, 0 all others. */
+    [[nodiscard]] int get_type() const { return type; }
+
+    /** The frame most recently received and decoded: 240 linear samples, of which a 20 ms codec
+     * uses 160; a DTMF event stream keeps its packet there instead. */
+    [[nodiscard]] short* incoming_packet() { return incoming.data(); }
+    /** The frame to send next, of the same shape. */
+    [[nodiscard]] short* outgoing_packet() { return outgoing.data(); }
+    /** Samples in a frame of this stream's codec: 160, or 240 for 30 ms iLBC. */
+    [[nodiscard]] int frame_samples() const;
+
+    /** Silences the first 2 x frame_bytes bytes of the incoming frame: for the compressing codecs
+     *  the tail of the last frame stays. */
+    void clear_incoming_buffer();
+    void clear_outgoing_buffer();
+
+    // Who hears whom. Flags and lists are independent: clearing one keeps the other.
+    void set_stream_targets(std::deque<std::string>& ids);
+    void clear_stream_targets();
+    void set_stream_restricted() { restricted = true; }
+    void clear_stream_restricted() { restricted = false; }
+    void set_stream_sources(std::deque<std::string>& ids);
+    void clear_stream_sources();
+    void set_stream_selective() { selective = true; }
+    void clear_stream_selective() { selective = false; }
+    /** Whether only the targets may hear this stream. */
+    [[nodiscard]] bool is_restricted() const { return restricted; }
+    /** Whether this stream hears its sources only. */
+    [[nodiscard]] bool is_selective() const { return selective; }
+    /** The speakers of a selective stream, ascending. */
+    [[nodiscard]] const std::vector<std::string>& get_sources() const { return sources; }
+    /** Whether this stream lets the stream of that id hear it. */
+    [[nodiscard]] bool may_be_heard_by(const std::string& listener_id) const;
+    /** Whether this stream wants to hear the stream of that id. */
+    [[nodiscard]] bool wants_to_hear(const std::string& speaker_id) const;
+
+    /** Adds count member frames into the outgoing frame, saturating. */
+    void mix(const short* const* frames, int count);
+    /** Adds a sum less one of its frames into the outgoing frame, saturating. */
+    void mix_without(const frame_sum& sum, const short* own);
+
+    // Listeners of a partner's, or of this stream's own, sync_signal.
+
+    /** Reads what the sender has and throws it away. */
+    void handle_null_sync_signal(stream* sender);
+    /** Relays what the sender has to this stream's far end, if the routing of both allows. */
+    void handle_direct_sync_signal(stream* sender);
+    /** Starts or stops the input as listeners of sync_signal come and go. */
+    void handle_sync_signal_changed();
+
+    /** Produces the next packet.
+     *  @param buf  where the packet goes as received, len bytes of room; null to have it decoded
+     * into the incoming frame instead
+     *  @param drain  take everything that waits, keeping the last
+     *  @return bytes of the packet, 0 when there was none or it was not audio of this codec's size
+     */
+    virtual int read_incoming_rtp(char* buf, int len, bool drain) = 0;
+    /** Moves the far end; the base only logs that it has none. @throws stream_exception */
+    virtual void set_stream_endpoint(std::string ip, int port);
+    /** Installs SRTP keys of 30 bytes each; the base only logs that it takes none. */
+    virtual void set_stream_encryption(const unsigned char* send_key,
+                                       const unsigned char* recv_key);
+    /** Sends a packet of len bytes as it is, or the encoded outgoing frame when buf is null. The
+     *  packet may be shared with other members and is not changed.
+     *  @return bytes sent, 0 when nothing was, -1 when the socket was full */
+    virtual int write_outgoing(const char* buf, int len) = 0;
+    /** " incoming_packets=N outgoing_packets=N", and the failures if there were any. */
+    virtual void output_stats(std::ostream& os);
+    /** One row of addresses for the operator; no line end. */
+    virtual void dump_stats(std::ostream& os) = 0;
+    /** One row of counters for the operator; no line end. */
+    virtual void dump_detailed_stats(std::ostream& os) = 0;
+    /** Queues tones; the base only logs. */
+    virtual void put_tones(std::string digits);
+    /** What the list command shows of this stream. */
+    [[nodiscard]] virtual std::string list_stream() = 0;
+    virtual void enable_stream_loop();
+    virtual void disable_stream_loop();
+
+  protected:
+    /** Starts the silence check; called by the kinds that end themselves when nothing happens. */
+    void arm_timeout_timer();
+    /** Ends a stream that has been silent for ten time-outs. May destroy this. */
+    void stream_timeout_callback(ev::timer& timer, int events);
+    /** "TIMEOUT STREAM id" and the counters, as a notice. */
+    void emit_timeout_event();
+    /** Counts a packet of that many bytes, now. */
+    void count_incoming(int bytes);
+    /** Updates the interarrival jitter (after RFC 3550 6.4.1, in seconds) from last_rx_time. */
+    void update_jitter();
+    /** Whether a reception or a sending has failed, for the listings. */
+    [[nodiscard]] bool has_failures() const { return read_failures != 0 || write_failures != 0; }
+
+    bool restricted = false;
+    std::vector<std::string> targets; // sorted, no duplicates
+    bool selective = false;
+    std::vector<std::string> sources; // sorted, no duplicates
+    bool loop = false;                // the input is listened to
+    int type = 0;                     // kind code
+
+    double last_rx_time;         // s, loop clock: last packet received with data, or sent
+    double prev_rx_time;         // s, the packet before
+    double last_interval = 20.0; // a deliberate start: the first update adds 1.25 to the jitter
+    double jitter = 0.0;         // s, smoothed
+
+    alignas(16) std::array<short, max_frame_samples> incoming{};
+    alignas(16) std::array<short, max_frame_samples> outgoing{};
+    long long incoming_packets = 0;
+    long long incoming_bytes = 0;
+    long long outgoing_packets = 0;
+    long long outgoing_bytes = 0;
+    int read_failures = 0;
+    int write_failures = 0;
+    int last_event_seq = -1; // of the last DTMF event sent, -1 before the first
+    int last_event_ts = -1;
+    std::uint16_t spare_seq = 0;
+
+  private:
+    ev::timer timeout_timer;
+};
+
+} // namespace vocalink

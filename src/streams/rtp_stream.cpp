@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The RTP endpoint's construction, socket and end.
+#include "streams/rtp_stream.hpp"
+
+#include "streams/rtp_ports.hpp"
+#include "util/exceptions.hpp"
+#include "util/inet_text.hpp"
+#include "util/log_line.hpp"
+#include "util/system_random.hpp"
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+
+namespace vocalink {
+
+using util::error_text;
+using util::log_line;
+
+namespace {
+
+rtp_ports local_ports;
+
+const sockaddr* generic(const sockaddr_in& address) {
+    return reinterpret_cast<const sockaddr*>(&address);
+}
+
+} // namespace
+
+rtp_stream::rtp_stream(std::string stream_id, std::string local_ip, std::string remote_ip,
+                       int remote_port, std::string encoding_word)
+    : stream(std::move(stream_id), std::move(encoding_word)), audio_codec(payload, frame_bytes) {
+    type = 1;
+    remote_addr.sin_family = AF_INET;
+    remote_addr.sin_port = htons(static_cast<std::uint16_t>(remote_port));
+    if (!util::parse_ipv4(remote_ip, remote_addr.sin_addr)) {
+        refuse_address("bad remote address " + remote_ip);
+    }
+    arm_timeout_timer();
+    fd = new_udp_socket();
+    bind_local(local_ip);
+    read_back_local_address();
+    log_line("stream", id) << "fd " << fd.get() << " bound to " << util::endpoint_text(local_addr);
+    if (payload == PCMU) {
+        log_line() << "PCMU stream detected...";
+    } else if (frame_samples() == max_frame_samples) {
+        log_line() << "ILBC 30 ms time frame Initiation";
+    }
+    own_packet.fill(idle_payload_byte(payload));
+    rtp_packet::init_header(own_packet.data(), payload, util::system_random());
+}
+
+rtp_stream::~rtp_stream() {
+    const auto report = [this](int count, const char* what) {
+        if (count > 0) {
+            log_line("stream", id) << "suppressed log lines: " << count << " " << what;
+        }
+    };
+    report(suppressed_types, "packets of unknown payload type");
+    report(size_mismatches.suppressed(), "packet size mismatches");
+    report(send_errors.suppressed(), "send errors");
+}
+
+util::unique_fd rtp_stream::new_udp_socket() {
+    util::unique_fd created(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (!created) {
+        throw stream_exception("Could not allocate socket");
+    }
+    const int flags = ::fcntl(created.get(), F_GETFL);
+    if (flags < 0) {
+        throw stream_exception("Could not fcntl(get) socket");
+    }
+    if (::fcntl(created.get(), F_SETFL, flags | O_NONBLOCK) < 0) {
+        throw stream_exception("Could not fcntl(set) socket");
+    }
+    return created;
+}
+
+void rtp_stream::bind_local(const std::string& local_ip) {
+    sockaddr_in wanted{};
+    wanted.sin_family = AF_INET;
+    if (!util::parse_ipv4(local_ip, wanted.sin_addr)) {
+        refuse_address("could not bind socket: bad local address " + local_ip);
+    }
+    const int start = local_ports.next();
+    do {
+        wanted.sin_port = htons(static_cast<std::uint16_t>(local_ports.take()));
+        if (::bind(fd.get(), generic(wanted), sizeof wanted) == 0) {
+            return;
+        }
+        if (errno != EADDRINUSE && errno != EACCES) {
+            // Not this port's fault but the address's: no other port would do.
+            const int error = errno;
+            local_ports.rewind(start);
+            refuse_address("could not bind socket: " + error_text(error));
+        }
+    } while (local_ports.next() != start);
+    throw stream_exception("No available UDP ports");
+}
+
+void rtp_stream::refuse_address(const std::string& why) {
+    log_line("stream", id) << why;
+    throw stream_exception("No available UDP ports");
+}
+
+void rtp_stream::read_back_local_address() {
+    socklen_t length = sizeof local_addr;
+    if (::getsockname(fd.get(), reinterpret_cast<sockaddr*>(&local_addr), &length) < 0) {
+        throw stream_exception("Could not getsockname");
+    }
+}
+
+void rtp_stream::set_stream_endpoint(std::string ip, int port) {
+    in_addr address{};
+    if (!util::parse_ipv4(ip, address)) {
+        throw stream_exception("invalid endpoint");
+    }
+    remote_addr.sin_addr = address;
+    remote_addr.sin_port = htons(static_cast<std::uint16_t>(port));
+}
+
+void rtp_stream::enable_stream_loop() {
+    io_watcher.set<rtp_stream, &rtp_stream::device_stream_callback>(this);
+    io_watcher.start(fd.get(), ev::READ);
+    stream::enable_stream_loop();
+}
+
+void rtp_stream::disable_stream_loop() {
+    io_watcher.stop();
+    stream::disable_stream_loop();
+}
+
+} // namespace vocalink

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The RTP endpoint: a UDP socket, a far end, and a codec.
+#pragma once
+
+#include "streams/codec.hpp"
+#include "streams/rtp_packet.hpp"
+#include "streams/stream.hpp"
+#include "util/event_loop.hpp"
+#include "util/repeat_guard.hpp"
+#include "util/unique_fd.hpp"
+
+#include <array>
+#include <bitset>
+#include <string>
+
+#include <netinet/in.h>
+
+namespace vocalink {
+
+/** A stream that sends and receives RTP over UDP (IPv4). It sends to whoever sent to it last. */
+class rtp_stream : public stream {
+  public:
+    /** Binds the next free even port of local_ip.
+     *  @param local_ip, remote_ip  dotted text
+     *  @param remote_port  host order
+     *  @throws stream_exception "No available UDP ports" when nothing can be bound or an address is
+     *          none of this machine's or no address at all, and others when the system refuses a
+     *          socket */
+    rtp_stream(std::string id, std::string local_ip, std::string remote_ip, int remote_port,
+               std::string encoding);
+    ~rtp_stream() override;
+
+    /** The dotted address; padded to three digits a number for aligned listings. */
+    [[nodiscard]] std::string local_ip(bool padded) const;
+    [[nodiscard]] std::string remote_ip(bool padded) const;
+    /** The port in host order, decimal. */
+    [[nodiscard]] std::string local_port() const;
+    [[nodiscard]] std::string remote_port() const;
+
+    int read_incoming_rtp(char* buf, int len, bool drain) override;
+    void set_stream_endpoint(std::string ip, int port) override;
+    int write_outgoing(const char* buf, int len) override;
+    void dump_stats(std::ostream& os) override;
+    void dump_detailed_stats(std::ostream& os) override;
+    [[nodiscard]] std::string list_stream() override;
+    void enable_stream_loop() override;
+    void disable_stream_loop() override;
+
+  private:
+    // Construction: rtp_stream.cpp
+    /** A non-blocking UDP socket. @throws stream_exception */
+    static util::unique_fd new_udp_socket();
+    void bind_local(const std::string& local_ip);
+    void read_back_local_address();
+    [[noreturn]] void refuse_address(const std::string& why);
+
+    // Receiving: rtp_stream_receive.cpp
+    void device_stream_callback(ev::io& io, int events);
+    int receive(char* packet, int room, sockaddr_in& sender);
+    int drain_socket(char* packet, int room, int received, sockaddr_in& sender, int& hdr);
+    int audio_packet_data(const char* pkt, int len);
+    bool classify(const char* pkt, int len, int hdr);
+    void report_unknown_type(int payload_type);
+    void watch_for_code(const char* pkt, int len);
+    void handle_event(const char* pkt, int hdr);
+    void notify_dtmf_start(int event, int volume);
+    void notify_dtmf_end(int event, int volume, int duration);
+    void decode(char* encoded);
+
+    // Sending: rtp_stream_send.cpp
+    void prepare_own_packet(bool audio);
+    void renumber_event(char* pkt, int hdr);
+    int send_packet(const char* pkt, int len);
+
+    util::unique_fd fd;
+    sockaddr_in remote_addr{}; // the last sender, or as commanded
+    sockaddr_in local_addr{};
+
+    int dtmf_event = -1;         // code of the event in progress, -1 for none
+    int dtmf_last_seq = -1;      // of the last event packet
+    int dtmf_last_duration = -1; // timestamp units
+    int code_countdown = 0;      // packets that still carry a byte of an in-band code
+    std::array<unsigned char, 3> code_bytes{};
+
+    codec audio_codec;
+    /** Header template and payload of the packets that this stream makes itself. */
+    alignas(4) std::array<char, rtp_header_bytes + usual_frame_samples> own_packet{};
+
+    std::bitset<128> logged_types; // unknown payload types that have had their log line
+    int suppressed_types = 0;      // packets of such types since
+    util::repeat_guard size_mismatches;
+    util::repeat_guard send_errors;
+
+    ev::io io_watcher; // after fd: stops before the descriptor closes
+};
+
+} // namespace vocalink

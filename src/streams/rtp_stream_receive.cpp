@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The RTP endpoint's receive path: reading, classifying, reporting and decoding.
+#include "streams/g711.hpp"
+#include "streams/rtp_stream.hpp"
+#include "util/log_line.hpp"
+
+#include <cerrno>
+#include <cstring>
+#include <sstream>
+
+#include <sys/socket.h>
+
+namespace vocalink {
+
+using util::log_line;
+
+namespace {
+
+// A drain takes what a receive buffer of the usual size can hold, so that a flood cannot keep the
+// loop.
+constexpr int max_drained_packets = 512;
+
+constexpr int code_offset = rtp_header_bytes; // whatever the header's own size
+constexpr std::array<unsigned char, 4> code_mark = {0xFE, 0xED, 0xFA, 0xCE};
+
+} // namespace
+
+void rtp_stream::device_stream_callback(ev::io&, int) {
+    sync_signal.emit(this);
+}
+
+int rtp_stream::read_incoming_rtp(char* buf, int len, bool drain) {
+    alignas(16) char own_buffer[max_packet_bytes];
+    const bool own = buf == nullptr;
+    char* const packet = own ? own_buffer : buf;
+    const int room = own ? max_packet_bytes : len;
+
+    sockaddr_in sender{};
+    int received = receive(packet, room, sender);
+    if (received < 0) {
+        if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
+            read_failures += 1;
+        }
+        return 0;
+    }
+    int hdr = audio_packet_data(packet, received);
+    if (drain) {
+        received = drain_socket(packet, room, received, sender, hdr);
+    }
+    if (std::memcmp(&sender, &remote_addr, sizeof sender) != 0) {
+        remote_addr = sender;
+    }
+    if (received > 0) {
+        count_incoming(received);
+    }
+    update_jitter();
+    if (received - hdr - rtp_packet::get_padding_size(packet, received) != frame_bytes) {
+        return 0;
+    }
+    if (own) {
+        decode(packet + hdr);
+    }
+    return received;
+}
+
+/** @return bytes received, or -1 with errno */
+int rtp_stream::receive(char* packet, int room, sockaddr_in& sender) {
+    socklen_t length = sizeof sender;
+    return static_cast<int>(::recvfrom(fd.get(), packet, static_cast<std::size_t>(room), 0,
+                                       reinterpret_cast<sockaddr*>(&sender), &length));
+}
+
+/** Classifies what else waits on the socket and keeps the last. @return that packet's length */
+int rtp_stream::drain_socket(char* packet, int room, int received, sockaddr_in& sender, int& hdr) {
+    int count = 1;
+    while (count < max_drained_packets) {
+        const int next = receive(packet, room, sender);
+        if (next < 0) {
+            break;
+        }
+        received = next;
+        hdr = audio_packet_data(packet, received);
+        count += 1;
+    }
+    if (count > 1) {
+        log_line() << "-- stream (" << id << "): read " << count << " packets";
+    }
+    return received;
+}
+
+/** Reports what a packet signals.
+ *  @return the header size of an audio packet, and len for every other, which leaves no payload */
+int rtp_stream::audio_packet_data(const char* pkt, int len) {
+    const int hdr = rtp_packet::get_hdr_size(pkt, len);
+    watch_for_code(pkt, len);
+    const bool audio = hdr < len && classify(pkt, len, hdr);
+    // Recordings take the packet here.
+    return audio ? hdr : len;
+}
+
+bool rtp_stream::classify(const char* pkt, int len, int hdr) {
+    const int payload_type = rtp_packet::payload_type(pkt);
+    if (payload_type == PCMU) {
+        return dtmf_event == -1; // the tone of a digit in progress is not audio
+    }
+    if (is_audio_payload(payload_type)) {
+        return true;
+    }
+    if (is_event_payload(payload_type)) {
+        if (hdr + event_payload_bytes <= len) {
+            handle_event(pkt, hdr);
+        }
+        return false;
+    }
+    report_unknown_type(payload_type);
+    return false;
+}
+
+void rtp_stream::report_unknown_type(int payload_type) {
+    const auto bit = static_cast<std::size_t>(payload_type);
+    if (logged_types.test(bit)) {
+        suppressed_types += 1;
+        return;
+    }
+    logged_types.set(bit);
+    log_line() << "-- stream(" << id << ") got packet of unknown payload type " << payload_type;
+}
+
+/** Collects an in-band code: one byte from each of the three packets after its mark. */
+void rtp_stream::watch_for_code(const char* pkt, int len) {
+    if (code_countdown > 0 && len > code_offset) {
+        code_bytes[code_bytes.size() - static_cast<std::size_t>(code_countdown)] =
+            static_cast<unsigned char>(pkt[code_offset]);
+        code_countdown -= 1;
+        if (code_countdown == 0) {
+            std::ostringstream text;
+            text << "CODE DETECT " << id;
+            for (const int byte : code_bytes) {
+                text << " " << byte;
+            }
+            notify_signal.emit(text.str());
+        }
+    }
+    if (len >= code_offset + static_cast<int>(code_mark.size()) &&
+        std::memcmp(pkt + code_offset, code_mark.data(), code_mark.size()) == 0) {
+        code_countdown = static_cast<int>(code_bytes.size());
+    }
+}
+
+/** Follows a telephone event (RFC 4733 2.5); needs its whole payload behind the header. */
+void rtp_stream::handle_event(const char* pkt, int hdr) {
+    const auto event = static_cast<unsigned char>(pkt[hdr]);
+    const auto flags = static_cast<unsigned char>(pkt[hdr + 1]);
+    const bool end = (flags & 0x80) != 0;
+    const int volume = flags & 0x3F;
+    const int duration = rtp_packet::read_be16(pkt + hdr + 2);
+    const bool marker = rtp_packet::marker(pkt);
+    const int seq = rtp_packet::sequence(pkt);
+    if (seq != dtmf_last_seq) {
+        if (dtmf_event == -1 && marker) {
+            dtmf_event = event;
+            notify_dtmf_start(event, volume);
+        } else if (dtmf_event != -1 && marker && dtmf_last_duration != 0) {
+            // The end of the digit before was lost; this packet ends it.
+            notify_dtmf_end(dtmf_event, volume, duration);
+            dtmf_event = event;
+            notify_dtmf_start(event, volume);
+        } else if (dtmf_event != -1 && end) {
+            notify_dtmf_end(dtmf_event, volume, duration);
+            dtmf_event = -1;
+        }
+    }
+    dtmf_last_seq = seq;
+    dtmf_last_duration = duration;
+}
+
+void rtp_stream::notify_dtmf_start(int event, int volume) {
+    std::ostringstream text;
+    text << "DTMF_START STREAM " << id << " EVENT " << event << " VOLUME " << volume;
+    notify_signal.emit(text.str());
+}
+
+void rtp_stream::notify_dtmf_end(int event, int volume, int duration) {
+    std::ostringstream text;
+    text << "DTMF_END STREAM " << id << " EVENT " << event << " VOLUME " << volume << " DURATION "
+         << duration;
+    notify_signal.emit(text.str());
+}
+
+void rtp_stream::decode(char* encoded) {
+    switch (payload) {
+    case PCMU:
+        ulaw2linear(encoded, incoming.data(), frame_bytes);
+        break;
+    case G729:
+        audio_codec.decode_g729(encoded, incoming.data());
+        break;
+    case ILBC:
+        // The two buffers stand in each other's place, as they always have: the stream's frame is
+        // decoded over the payload, and what an iLBC party says does not reach a mix. Controllers
+        // know it; the receive buffer has room for the samples.
+        audio_codec.decode_ilbc(reinterpret_cast<const char*>(incoming.data()),
+                                reinterpret_cast<short*>(encoded));
+        break;
+    case PCMA:
+    case G722:
+        break; // relayed, never mixed
+    }
+}
+
+} // namespace vocalink

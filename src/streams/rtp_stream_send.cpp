@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The RTP endpoint's send path: own packets, relayed packets, and the numbering of events.
+#include "streams/rtp_stream.hpp"
+#include "util/log_line.hpp"
+
+#include <cerrno>
+#include <cstring>
+
+#include <sys/socket.h>
+
+namespace vocalink {
+
+using util::error_text;
+using util::log_line;
+
+namespace {
+
+constexpr std::uint32_t event_spacing = 960; // timestamp units from one relayed event to the next
+constexpr int no_packet_type = PCMU;
+
+} // namespace
+
+int rtp_stream::write_outgoing(const char* buf, int len) {
+    const bool own = buf == nullptr;
+    const char* pkt = own ? own_packet.data() : buf;
+    const int available = own ? static_cast<int>(own_packet.size()) : len;
+
+    const bool typed = available >= rtp_header_bytes;
+    const int payload_type = typed ? rtp_packet::payload_type(pkt) : no_packet_type;
+    const bool audio = is_audio_payload(payload_type);
+    const int hdr = rtp_packet::get_hdr_size(pkt, available);
+    const int need = hdr + (audio ? frame_bytes : event_payload_bytes) +
+                     rtp_packet::get_padding_size(pkt, available);
+    if (need > available) {
+        if (size_mismatches.first()) {
+            log_line() << "packet size mismatch: " << need << " > " << available;
+            log_line("stream", id) << "future packet size mismatches for stream will be suppressed";
+        }
+        return 0;
+    }
+    if (own) {
+        prepare_own_packet(audio);
+    }
+    // An event may go to several members, each of which numbers it for itself.
+    alignas(4) char event_copy[rtp_header_bytes + 2 * event_payload_bytes];
+    if (is_event_payload(payload_type)) {
+        std::memcpy(event_copy, pkt, static_cast<std::size_t>(need));
+        renumber_event(event_copy, hdr);
+        pkt = event_copy;
+    }
+    // Recordings take the packet here.
+    last_rx_time = util::loop_now();
+    outgoing_packets += 1;
+    return send_packet(pkt, need);
+}
+
+void rtp_stream::prepare_own_packet(bool audio) {
+    char* const header = own_packet.data();
+    if (rtp_packet::timestamp(header) != 0) {
+        rtp_packet::set_marker(header, false); // only the first packet has it
+    }
+    rtp_packet::set_timestamp(header, rtp_packet::timestamp(header) +
+                                          static_cast<std::uint32_t>(frame_samples()));
+    rtp_packet::set_sequence(header, static_cast<std::uint16_t>(rtp_packet::sequence(header) + 1));
+    if (audio) {
+        audio_codec.encode(outgoing.data(), header + rtp_header_bytes);
+    }
+}
+
+/** Gives a relayed event this stream's own continuous numbering, whatever its source used: each new
+ *  event starts 960 timestamp units after the one before. */
+void rtp_stream::renumber_event(char* pkt, int hdr) {
+    char* const event = pkt + hdr;
+    const auto flags = static_cast<unsigned char>(event[1]);
+    const bool marker = rtp_packet::marker(pkt);
+    log_line() << "Seq=" << rtp_packet::sequence(pkt) << " TS=" << rtp_packet::timestamp(pkt)
+               << " Last Seq=" << last_event_seq << " Last TS=" << last_event_ts;
+    log_line() << "Event Type" << int{static_cast<unsigned char>(event[0])}
+               << " end_flag=" << (flags >> 7) << " Volume=" << (flags & 0x3F)
+               << " duration=" << rtp_packet::read_be16(event + 2) << "Mark Flag=" << int{marker};
+
+    const int sequence = last_event_seq == -1 ? 1 : last_event_seq + 1;
+    auto timestamp = static_cast<std::uint32_t>(last_event_ts);
+    if (marker) {
+        rtp_packet::write_be16(event + 2, 0);
+        timestamp = last_event_ts == -1 ? event_spacing : timestamp + event_spacing;
+    }
+    rtp_packet::set_sequence(pkt, static_cast<std::uint16_t>(sequence));
+    rtp_packet::set_timestamp(pkt, timestamp);
+    last_event_seq = sequence;
+    last_event_ts = static_cast<int>(timestamp);
+}
+
+int rtp_stream::send_packet(const char* pkt, int len) {
+    const auto sent = static_cast<int>(::sendto(fd.get(), pkt, static_cast<std::size_t>(len), 0,
+                                                reinterpret_cast<const sockaddr*>(&remote_addr),
+                                                sizeof remote_addr));
+    if (sent >= 0) {
+        outgoing_bytes += sent;
+        return sent;
+    }
+    const int error = errno;
+    if (send_errors.first()) {
+        log_line() << "The err no is" << error_text(error);
+        log_line("stream", id) << "future send errors for stream will be suppressed";
+    }
+    if (error == EAGAIN || error == EWOULDBLOCK || error == EINTR) {
+        // Counted as sent bytes, not as a failure: a full socket is no fault of the stream.
+        outgoing_bytes += sent;
+        return sent;
+    }
+    write_failures += 1;
+    return 0;
+}
+
+} // namespace vocalink

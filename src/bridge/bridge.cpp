@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Membership of a bridge, its listings and its end.
+#include "bridge/bridge.hpp"
+
+#include "util/config.hpp"
+#include "util/exceptions.hpp"
+#include "util/log_line.hpp"
+#include "util/text.hpp"
+
+#include <sstream>
+
+namespace vocalink {
+
+using util::log_line;
+using util::loop_now;
+
+bridge::bridge(std::string bridge_id) : id(std::move(bridge_id)), last_change(loop_now()) {
+    log_line("bridge", id) << "created";
+    const double period = config::instance().idle_check_period();
+    timeout_timer.set<bridge, &bridge::bridge_timeout_callback>(this);
+    timeout_timer.start(period, period);
+}
+
+bridge::~bridge() {
+    while (!streams.empty()) {
+        let_go(*streams.begin()->second);
+    }
+    deleted_signal.emit(id);
+    log_line("bridge", id) << "destroyed";
+}
+
+void bridge::add_stream(stream* joining) {
+    if (find_stream(joining->id) != nullptr) {
+        throw bridge_exception(
+            util::format("bridge(%s): stream %s already exists", id.c_str(), joining->id.c_str()));
+    }
+    // The connection holds one listener; a second is another bridge's.
+    if (joining->deleted_signal.connections() > 1) {
+        throw bridge_exception(
+            util::format("bridge(%s): stream %s is already connected to a bridge", id.c_str(),
+                         joining->id.c_str()));
+    }
+    streams.emplace(joining->id, joining);
+    joining->deleted_signal.connect(this, &bridge::remove_stream);
+    special_speakers.reserve(streams.size());
+    frames.reserve(streams.size());
+
+    if (streams.size() == 1) {
+        enable_null_sync();
+    } else if (streams.size() == 2) {
+        const bool one_codec =
+            streams.begin()->second->payload == streams.rbegin()->second->payload;
+        if (!one_codec) {
+            log_line() << "mixing two streams of different audio types";
+        }
+        disable_null_sync();
+        if (one_codec) {
+            enable_direct_sync();
+        } else {
+            start_mixing();
+        }
+    } else {
+        if (streams.size() == 3) {
+            disable_direct_sync();
+            start_mixing();
+        }
+        join_pending = true;
+    }
+    last_change = loop_now();
+    log_line("bridge", id) << "stream(" << joining->id << ") joined.";
+}
+
+void bridge::remove_stream(std::string stream_id) {
+    stream* const leaving = find_stream(stream_id);
+    if (leaving == nullptr) {
+        throw bridge_exception(util::format("bridge(%s): stream %s does not exist, cannot remove",
+                                            id.c_str(), stream_id.c_str()));
+    }
+    let_go(*leaving);
+}
+
+void bridge::let_go(stream& leaving) {
+    leaving.deleted_signal.disconnect(this, &bridge::remove_stream);
+    if (streams.erase(leaving.id) == 0) {
+        log_line("bridge", id) << "WARNING: stream(" << leaving.id
+                               << ") not found in bridge, ignoring remove_stream request.";
+        return;
+    }
+    if (streams.size() == 2) {
+        // Whatever their codecs: a pair left over is always relayed.
+        enable_direct_sync();
+        stop_mixing();
+    } else if (streams.size() == 1) {
+        disable_direct_sync();
+        enable_null_sync();
+    } else if (streams.empty()) {
+        disable_null_sync();
+    }
+    last_change = loop_now();
+    log_line("bridge", id) << "stream(" << leaving.id << ") removed.";
+}
+
+stream* bridge::find_stream(const std::string& stream_id) const {
+    const auto found = streams.find(stream_id);
+    return found == streams.end() ? nullptr : found->second;
+}
+
+std::string bridge::list_streams() const {
+    std::string list;
+    for (const auto& [member_id, member] : streams) {
+        list += list.empty() ? "(" : ",(";
+        list += member->list_stream() + ")";
+    }
+    return list;
+}
+
+void bridge::show_streams() const {
+    log_line() << "                Stream ID     In/Drop   Out/Drop   Approx Jitter R? Streams";
+    for (const auto& [member_id, member] : streams) {
+        std::ostringstream row;
+        member->dump_detailed_stats(row);
+        log_line() << "->  STREAM " << row.str();
+    }
+}
+
+void bridge::bridge_timeout_callback(ev::timer&, int) {
+    const double timeout = config::instance().timeout_seconds;
+    if (timeout > loop_now() - last_change || !streams.empty()) {
+        return;
+    }
+    notify_signal.emit("TIMEOUT BRIDGE " + id + "\n");
+    delete this;
+}
+
+} // namespace vocalink

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The mixing cycle: one frame from every member, and to every member the sum of what it may hear.
+#include "bridge/bridge.hpp"
+#include "streams/rtp_packet.hpp"
+
+#include <array>
+
+namespace vocalink {
+
+namespace {
+
+// The first cycle comes sooner than the later ones, and these come at 30 ms for every codec. Both
+// are deliberate.
+constexpr double first_cycle_s = 0.02;
+constexpr double cycle_s = 0.03;
+
+constexpr int sound_kind = 3;
+constexpr int event_kind = 4;
+
+/** Kinds that only speak. */
+bool receives_mix(const stream& member) {
+    return member.get_type() != sound_kind && member.get_type() != event_kind;
+}
+
+/** What a member contributes for itself to a sum that it is no part of. */
+constexpr std::array<short, max_frame_samples> silence{};
+
+} // namespace
+
+void bridge::start_mixing() {
+    if (mixing) {
+        return;
+    }
+    mix_timer.set<bridge, &bridge::mix_callback>(this);
+    mix_timer.start(first_cycle_s, cycle_s);
+    mixing = true;
+}
+
+void bridge::stop_mixing() {
+    if (mixing) {
+        mix_timer.stop();
+        mixing = false;
+    }
+}
+
+void bridge::mix_callback(ev::timer&, int) {
+    read_members();
+    sum_open_speakers();
+    for (const auto& [member_id, member] : streams) {
+        if (receives_mix(*member)) {
+            mix_for(*member);
+        }
+    }
+}
+
+void bridge::read_members() {
+    for (const auto& [member_id, member] : streams) {
+        if (member->read_incoming_rtp(nullptr, 0, join_pending) == 0) {
+            member->clear_incoming_buffer();
+        }
+    }
+    join_pending = false;
+}
+
+/** Sums once what everybody may hear, so that a listener costs one subtraction of its own frame
+ *  instead of a sum over all others. */
+void bridge::sum_open_speakers() {
+    open_sum.fill(0);
+    special_speakers.clear();
+    for (const auto& [member_id, member] : streams) {
+        if (member->is_restricted() || member->get_type() == event_kind) {
+            special_speakers.push_back(member);
+        } else {
+            add_frame(open_sum, member->incoming_packet(), max_frame_samples);
+        }
+    }
+}
+
+void bridge::mix_for(stream& listener) {
+    listener.clear_outgoing_buffer();
+    if (listener.is_selective()) {
+        mix_sources(listener);
+    } else {
+        mix_all_heard(listener);
+    }
+    listener.write_outgoing(nullptr, 0);
+}
+
+void bridge::mix_all_heard(stream& listener) {
+    const short* const own = listener.is_restricted() ? silence.data() : listener.incoming_packet();
+    if (special_speakers.empty()) {
+        listener.mix_without(open_sum, own);
+        return;
+    }
+    frame_sum heard = open_sum;
+    for (stream* const speaker : special_speakers) {
+        if (speaker == &listener || !speaker->may_be_heard_by(listener.id)) {
+            continue;
+        }
+        if (speaker->get_type() == event_kind) {
+            pass_event(*speaker, listener);
+        } else {
+            add_frame(heard, speaker->incoming_packet(), listener.frame_samples());
+        }
+    }
+    listener.mix_without(heard, own);
+}
+
+void bridge::mix_sources(stream& listener) {
+    frames.clear();
+    for (const std::string& source : listener.get_sources()) {
+        stream* const speaker = find_stream(source);
+        if (speaker == nullptr || speaker == &listener || !speaker->may_be_heard_by(listener.id)) {
+            continue;
+        }
+        if (speaker->get_type() == event_kind) {
+            pass_event(*speaker, listener);
+        } else {
+            frames.push_back(speaker->incoming_packet());
+        }
+    }
+    listener.mix(frames.data(), static_cast<int>(frames.size()));
+}
+
+/** An event goes out as the packet it is, ahead of the listener's mixed frame. */
+void bridge::pass_event(stream& speaker, stream& listener) {
+    constexpr int longest_header_search = 1500;
+    const char* const packet = reinterpret_cast<const char*>(speaker.incoming_packet());
+    listener.write_outgoing(packet, rtp_packet::get_hdr_size(packet, longest_header_search) +
+                                        event_payload_bytes);
+}
+
+} // namespace vocalink

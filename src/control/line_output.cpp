@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Lines to a controller, written without ever waiting for it to read them.
+#include "control/line_output.hpp"
+
+#include <cerrno>
+
+#include <sys/socket.h>
+
+namespace vocalink {
+
+namespace {
+
+/** @return how many bytes need no further attempt: those sent, or all when the socket is broken */
+std::size_t send_now(int fd, std::string_view text) {
+    ssize_t sent = 0;
+    do {
+        sent = ::send(fd, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    } while (sent < 0 && errno == EINTR);
+    if (sent >= 0) {
+        return static_cast<std::size_t>(sent);
+    }
+    return errno == EAGAIN || errno == EWOULDBLOCK ? 0 : text.size();
+}
+
+} // namespace
+
+line_output::line_output(int socket) : fd(socket) {
+    watcher.set<line_output, &line_output::handle_writable>(this);
+}
+
+void line_output::write(std::string_view text) {
+    if (backlog.empty()) {
+        text.remove_prefix(send_now(fd, text));
+    }
+    if (!text.empty()) {
+        backlog += text;
+        watcher.start(fd, ev::WRITE);
+    }
+}
+
+void line_output::handle_writable(ev::io&, int) {
+    backlog.erase(0, send_now(fd, backlog));
+    if (backlog.empty()) {
+        backlog.shrink_to_fit();
+        watcher.stop();
+        drained.emit();
+    }
+}
+
+} // namespace vocalink

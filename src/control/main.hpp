@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The daemon: its listen socket, its connections, and the order of start and stop.
+#pragma once
+
+#include "control/connection.hpp"
+#include "util/event_loop.hpp"
+#include "util/signal.hpp"
+#include "util/unique_fd.hpp"
+
+#include <map>
+#include <string>
+
+#include <sys/un.h>
+
+namespace vocalink {
+
+/** Accepts controllers on a Unix-domain socket and runs the event loop until SIGINT. Owned by the
+ *  process entry; owns every connection. Loop thread only. */
+class main {
+  public:
+    /** Begins to listen. Ends the process with status 1 when it cannot.
+     *  @param socket_path  not copied; a stale file of that name is removed */
+    explicit main(const char* socket_path);
+    main(const main&) = delete;
+    main& operator=(const main&) = delete;
+
+    /** Runs the loop until nothing is left to watch. @return 0 */
+    int run();
+
+    /** Ends every connection and everything that the loop watches, so that run() returns. */
+    void stop();
+
+    /** The connection of that name, or null. */
+    [[nodiscard]] connection* find_connection(const std::string& name) const;
+
+  private:
+    void handle_sigint(ev::sig& signal, int events);
+
+    // Listening: main_listen.cpp
+    void setup_listen_socket(const char* path);
+    void handle_new_connection(ev::io& io, int events);
+    void pause_accepting(int error);
+    void resume_accepting(ev::timer& timer, int events);
+    void handle_deleted_connection(std::string name);
+
+    ev::sig sigint_watcher;
+    util::unique_fd listen_fd;
+    sockaddr_un listen_addr{}; // the bound address, later that of each peer
+    ev::io listen_watcher;
+    ev::timer accept_retry_timer; // runs while the system refuses descriptors
+    bool accept_failing = false;  // since the last successful accept
+    int connection_counter = 0;   // names are never used twice
+    std::map<std::string, connection*> connections;
+    const char* socket_path;
+};
+
+} // namespace vocalink

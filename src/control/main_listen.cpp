@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The daemon's listen socket and the accepting of controllers.
+#include "control/main.hpp"
+#include "util/log_line.hpp"
+#include "util/text.hpp"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace vocalink {
+
+using util::error_text;
+using util::log_line;
+
+namespace {
+
+constexpr int listen_backlog = 2;
+constexpr double accept_retry_s = 0.25;
+
+[[noreturn]] void fatal(const char* what) {
+    const int error = errno;
+    log_line("main") << "fatal error " << error << what << error_text(error);
+    std::exit(1);
+}
+
+} // namespace
+
+void main::setup_listen_socket(const char* path) {
+    log_line("main") << "listening on socket " << path;
+    ::unlink(path);
+    listen_fd.reset(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!listen_fd) {
+        fatal(" creating listen socket:");
+    }
+    listen_addr.sun_family = AF_UNIX;
+    std::strncpy(listen_addr.sun_path, path, sizeof listen_addr.sun_path - 1);
+    const std::size_t length =
+        sizeof listen_addr.sun_family + std::strlen(listen_addr.sun_path) + 1;
+    if (::bind(listen_fd.get(), reinterpret_cast<const sockaddr*>(&listen_addr),
+               static_cast<socklen_t>(length)) != 0) {
+        fatal(" when binding to listen socket: ");
+    }
+    if (::listen(listen_fd.get(), listen_backlog) != 0) {
+        fatal(" when listening to listen socket: ");
+    }
+    listen_watcher.set<main, &main::handle_new_connection>(this);
+    accept_retry_timer.set<main, &main::resume_accepting>(this);
+}
+
+void main::handle_new_connection(ev::io&, int) {
+    int accepted = -1;
+    do {
+        socklen_t length = sizeof listen_addr;
+        accepted = ::accept4(listen_fd.get(), reinterpret_cast<sockaddr*>(&listen_addr), &length,
+                             SOCK_CLOEXEC);
+    } while (accepted < 0 && errno == EINTR);
+    if (accepted < 0) {
+        pause_accepting(errno);
+        return;
+    }
+    accept_failing = false;
+    connection_counter += 1;
+    const std::string name = util::format("%d", connection_counter);
+    auto* const made = new connection(name.c_str(), accepted);
+    made->deleted.connect(this, &main::handle_deleted_connection);
+    connections[name] = made;
+}
+
+/** Leaves the waiting client in the backlog for a moment: without descriptors the socket would stay
+ *  readable and keep the loop spinning. */
+void main::pause_accepting(int error) {
+    if (!accept_failing) {
+        accept_failing = true;
+        log_line("main") << "could not accept a connection: " << error_text(error)
+                         << ", trying again";
+    }
+    listen_watcher.stop();
+    accept_retry_timer.start(accept_retry_s);
+}
+
+void main::resume_accepting(ev::timer&, int) {
+    listen_watcher.start();
+}
+
+void main::handle_deleted_connection(std::string name) {
+    connections.erase(name);
+}
+
+} // namespace vocalink

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The client mode: relays the terminal to a running daemon and back.
+#include "control/remote.hpp"
+
+#include "util/log_line.hpp"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace vocalink {
+
+using util::error_text;
+using util::log_line;
+
+namespace {
+
+constexpr std::size_t buffer_bytes = 262144;
+constexpr const char* default_path = "/tmp/vocalink.sock";
+
+[[noreturn]] void fatal(const char* what) {
+    log_line("remote") << "fatal error" << what << error_text(errno);
+    std::exit(1);
+}
+
+/** Writes the whole block, waiting for a reader that is slow. @return false with errno */
+bool write_all(int to, const char* block, std::size_t bytes) {
+    while (bytes > 0) {
+        const ssize_t written = ::write(to, block, bytes);
+        if (written >= 0) {
+            block += written;
+            bytes -= static_cast<std::size_t>(written);
+        } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+            pollfd writable{to, POLLOUT, 0};
+            ::poll(&writable, 1, -1);
+        } else if (errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+remote::remote(const char* path) : buffer(buffer_bytes) {
+    if (path == nullptr) {
+        path = default_path;
+    }
+    log_line("remote") << "connecting to socket file " << path;
+    socket.reset(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!socket) {
+        fatal(" creating remote socket:");
+    }
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
+    if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        fatal(" connecting to remote socket: ");
+    }
+    stdin_watcher.set<remote, &remote::handle_stdin>(this);
+    stdin_watcher.start(STDIN_FILENO, ev::READ);
+    socket_watcher.set<remote, &remote::handle_remote>(this);
+    socket_watcher.start(socket.get(), ev::READ);
+}
+
+int remote::run() {
+    log_line("remote") << "ready.";
+    ev_run(ev_default_loop(0), 0);
+    log_line("remote") << "shutdown complete.";
+    return exit_status;
+}
+
+void remote::stop(int status) {
+    log_line("remote") << "shutting down";
+    stdin_watcher.stop();
+    socket_watcher.stop();
+    exit_status = status;
+}
+
+void remote::handle_stdin(ev::io&, int) {
+    handle_socket(STDIN_FILENO, socket.get());
+}
+
+void remote::handle_remote(ev::io&, int) {
+    handle_socket(socket.get(), STDOUT_FILENO);
+}
+
+void remote::handle_socket(int from, int to) {
+    const ssize_t received = ::read(from, buffer.data(), buffer.size());
+    if (received < 0) {
+        log_line() << "remote: error reading from fd " << from << ": " << error_text(errno);
+        stop(-1);
+        return;
+    }
+    if (received == 0) {
+        log_line("remote") << "EOF from fd " << from;
+        stop(0);
+        return;
+    }
+    if (!write_all(to, buffer.data(), static_cast<std::size_t>(received))) {
+        log_line() << "remote: error writing to fd " << to << ": " << error_text(errno);
+        return;
+    }
+    std::fflush(nullptr);
+}
+
+} // namespace vocalink

@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Talking to the control socket line by line.
+#include "harness/controller.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <sstream>
+#include <stdexcept>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+
+namespace vocalink::harness {
+
+namespace {
+
+descriptor connected_socket(const std::string& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path) {
+        throw std::runtime_error("control socket path too long: " + path);
+    }
+    std::copy(path.begin(), path.end(), address.sun_path);
+    descriptor made(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (made.get() < 0 ||
+        ::connect(made.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        throw_system_error("cannot connect to control socket " + path);
+    }
+    return made;
+}
+
+} // namespace
+
+controller::controller(const std::string& socket_path) : socket(connected_socket(socket_path)) {
+    std::optional<std::string> line = read_line();
+    if (!line) {
+        throw std::runtime_error("no greeting on control socket " + socket_path);
+    }
+    first_line = *std::move(line);
+}
+
+std::string controller::command(const std::string& line, milliseconds timeout) {
+    send(line + "\n");
+    const deadline until(timeout);
+    while (std::optional<std::string> got = read_line(until.left())) {
+        if (!is_notice(*got)) {
+            return *std::move(got);
+        }
+        notices.push_back(*std::move(got));
+    }
+    throw std::runtime_error("expected a reply to \"" + line + "\", but " +
+                             (end_of_file ? "the daemon closed the connection" : "none came"));
+}
+
+std::optional<std::string> controller::notice(milliseconds timeout) {
+    if (!notices.empty()) {
+        std::string oldest = std::move(notices.front());
+        notices.pop_front();
+        return oldest;
+    }
+    std::optional<std::string> line = read_line(timeout);
+    if (line && !is_notice(*line)) {
+        throw std::runtime_error("expected a notice, but a reply came: \"" + *line + "\"");
+    }
+    return line;
+}
+
+void controller::send(std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t sent = ::send(fd(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent < 0 && errno != EINTR) {
+            throw_system_error("cannot write to the control socket");
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(sent, 0)));
+    }
+}
+
+std::optional<std::string> controller::read_line(milliseconds timeout) {
+    const deadline until(timeout);
+    for (;;) {
+        if (std::optional<std::string> line = take_line()) {
+            return line;
+        }
+        if (end_of_file || !wait_readable(fd(), until)) {
+            return std::nullopt;
+        }
+        std::array<char, 16384> bytes;
+        const ssize_t got = ::recv(fd(), bytes.data(), bytes.size(), 0);
+        if (got > 0) {
+            unread.append(bytes.data(), static_cast<std::size_t>(got));
+        } else if (got == 0 || errno == ECONNRESET) {
+            end_of_file = true;
+        } else if (errno != EINTR) {
+            throw_system_error("cannot read from the control socket");
+        }
+    }
+}
+
+std::optional<std::string> controller::take_line() {
+    const std::size_t newline = unread.find('\n');
+    if (newline == std::string::npos) {
+        return std::nullopt;
+    }
+    std::string line = unread.substr(0, newline);
+    unread.erase(0, newline + 1);
+    return line;
+}
+
+bool is_notice(std::string_view line) {
+    return line.empty() || line.starts_with("DTMF_") || line.starts_with("TIMEOUT") ||
+           line.starts_with("CODE DETECT") || line.starts_with("REC_");
+}
+
+std::uint16_t port_in_reply(const std::string& reply) {
+    std::istringstream words(reply);
+    std::string success;
+    std::uint16_t port = 0;
+    if (!(words >> success >> port) || success != "SUCCESS" || port == 0) {
+        throw std::runtime_error("expected \"SUCCESS port address\", got \"" + reply + "\"");
+    }
+    return port;
+}
+
+} // namespace vocalink::harness

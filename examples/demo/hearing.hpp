@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Who heard whom, measured, shown and judged.
+#pragma once
+
+#include "leg.hpp"
+
+#include <set>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace vocalink::demo {
+
+/** A voice counts as heard from this likeness on. With four voices at once those present measure
+ *  0.3 and more in every codec used here, those absent 0.06 at most. */
+inline constexpr double heard_from_likeness = 0.15;
+
+/** What one leg heard of every leg of its call, itself included, in the legs' order. */
+struct hearing {
+    double level_dbfs = 0;
+    std::vector<double> likenesses;
+};
+
+/** The legs of a call that is over, and what was measured of it. Refers to the legs. */
+class verdict {
+  public:
+    /** @param mute  names of legs that nobody is expected to hear */
+    verdict(std::span<const leg> legs, std::set<std::string> mute);
+
+    /** Prints a line for each leg: packets, loss, level, and how much of each voice it heard. */
+    void print() const;
+
+    /** What is wrong: every leg has to hear every other that is not mute, and not itself.
+     *  @return one sentence, which names the leg, for each fault */
+    [[nodiscard]] std::vector<std::string> faults() const;
+
+  private:
+    [[nodiscard]] bool expected(std::size_t listener, std::size_t speaker) const;
+    [[nodiscard]] bool heard(std::size_t listener, std::size_t speaker) const;
+    void print_heading() const;
+    void print_leg(std::size_t listener) const;
+
+    std::span<const leg> legs;
+    std::set<std::string> mute;
+    std::vector<hearing> hearings; ///< one for each leg
+};
+
+} // namespace vocalink::demo

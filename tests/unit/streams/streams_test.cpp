@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Samples, sums and packet measures; the RTP endpoint against a far end on the loopback network.
+#include "harness/rtp_peer.hpp"
+#include "streams/g711.hpp"
+#include "streams/mixer.hpp"
+#include "streams/rtp_ports.hpp"
+#include "streams/rtp_stream.hpp"
+#include "util/config.hpp"
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+#include <set>
+#include <sstream>
+
+namespace vocalink {
+namespace {
+
+using bytes = std::vector<std::uint8_t>;
+using harness::rtp_packet_bytes;
+
+/** One sample by the description of the code, its segment searched bit by bit. */
+int ulaw_by_definition(int sample) {
+    const int biased = std::min(std::abs(sample), 32635) + 132;
+    int exponent = 0;
+    while (((biased >> 7) & 0xFF) >> exponent > 1) {
+        exponent += 1;
+    }
+    const int code = ((sample >> 8) & 0x80) | exponent << 4 | ((biased >> (exponent + 3)) & 0x0F);
+    return code == 0xFF ? 0x02 : ~code & 0xFF;
+}
+
+TEST(g711, encodes_every_sample_and_decodes_every_byte_by_the_definition) {
+    std::vector<short> samples(65536), decoded(256); // whole, as frames are: the loops are unrolled
+    std::vector<char> encoded(samples.size()), all_bytes(decoded.size());
+    std::iota(samples.begin(), samples.end(), short{-32768});
+    std::iota(all_bytes.begin(), all_bytes.end(), char{0});
+    linear2ulaw(samples.data(), encoded.data(), 65536);
+    ulaw2linear(all_bytes.data(), decoded.data(), 256);
+    for (int i = 0; i < 65536; ++i) {
+        ASSERT_EQ(encoded[i] & 0xFF, ulaw_by_definition(samples[i])) << samples[i];
+    }
+    constexpr int base[] = {0, 132, 396, 924, 1980, 4092, 8316, 16764};
+    for (int byte = 0; byte < 256; ++byte) {
+        const int exponent = (~byte >> 4) & 7;
+        const int magnitude = base[exponent] + ((~byte & 0x0F) << (exponent + 3));
+        EXPECT_EQ(decoded[byte], byte < 0x80 ? -magnitude : magnitude) << byte;
+    }
+}
+
+TEST(mixer, saturates_the_whole_sum_and_nothing_before_it) {
+    const std::array<short, 4> rows[] = {{1, 32766, 0, 32767},    {0, 32767, 32767, 32767},
+                                         {-1, -32766, 0, -32767}, {-1, -32767, 0, -32768},
+                                         {-2, -32767, 0, -32768}, {30000, 30000, -32768, 27232}};
+    for (auto [sum, first, second, expected] : rows) {
+        const short* const frames[] = {&first, &second};
+        mix_slinear_frames(&sum, frames, 2, 1);
+        EXPECT_EQ(sum, expected);
+    }
+}
+
+TEST(rtp_packet, measures_header_and_padding_within_the_bytes_received) {
+    const std::array<int, 4> rows[] = {{0x80, 0, 0, 0},    {0x80, 11, 11, 11}, {0x80, 12, 12, 0},
+                                       {0x90, 15, 15, 0},  {0x90, 16, 16, 0},  {0x90, 172, 16, 0},
+                                       {0x82, 172, 12, 0}, {0xA0, 172, 12, 0}, {0x40, 99, 99, 99}};
+    for (const auto& [first_byte, len, header, padding] : rows) {
+        const std::vector<char> packet(len, static_cast<char>(first_byte));
+        EXPECT_EQ(rtp_packet::get_hdr_size(packet.data(), len), header) << first_byte;
+        EXPECT_EQ(rtp_packet::get_padding_size(packet.data(), len), padding) << first_byte;
+    }
+}
+
+TEST(rtp_ports, go_up_by_two_and_around) {
+    rtp_ports ports;
+    ports.rewind(64996);
+    EXPECT_EQ((std::array{ports.take(), ports.take(), ports.take()}),
+              (std::array{64996, 64998, 6000}));
+}
+
+bytes event(int sequence, std::uint32_t timestamp, bool marker, std::uint8_t duration_by_256) {
+    return rtp_packet_bytes(101, sequence, timestamp, 9, bytes{5, 10, duration_by_256, 0}, marker);
+}
+
+class rtp_stream_test : public testing::Test {
+  protected:
+    rtp_stream make(std::string id, std::string encoding) {
+        return rtp_stream(id, "127.7.0.1", "127.7.0.2", far.port(), encoding);
+    }
+    static int relay(rtp_stream& by, const bytes& packet, int len) {
+        return by.write_outgoing(reinterpret_cast<const char*>(packet.data()), len);
+    }
+
+    char* no_arguments[1]{};
+    config options{0, no_arguments};
+    ev::default_loop loop;
+    harness::rtp_peer far{"127.7.0.2"};
+    rtp_stream s = make("s,(1)", "PCMU");
+};
+
+TEST_F(rtp_stream_test, numbers_its_own_packets_and_sends_nothing_uninitialised) {
+    const std::tuple<const char*, int, std::size_t, int, int> rows[] = {
+        {"", 0, 160, 160, 0xFF},   {"G711A", 8, 160, 160, 0xD5}, {"G722", 9, 160, 160, 0xFC},
+        {"G729", 18, 20, 160, -1}, {"ILBC20", 109, 38, 160, -1}, {"ILBC30", 109, 50, 240, -1}};
+    std::set<std::uint32_t> ssrcs;
+    for (const auto& [encoding, payload_type, payload_bytes, step, idle] : rows) {
+        rtp_stream sender = make("x", encoding);
+        for (int count = 1; count <= 2; ++count) {
+            sender.write_outgoing(nullptr, 0);
+            const bytes packet = far.receive().value();
+            const auto [type, marker, number, time, ssrc, payload] = harness::parse_rtp(packet);
+            EXPECT_EQ(std::tuple(type, marker, number, time, payload.size()),
+                      std::tuple(payload_type, count == 1, count, count * step, payload_bytes));
+            EXPECT_EQ(idle < 0 ? 160 : std::count(payload.begin(), payload.end(), idle), 160);
+            ssrcs.insert(ssrc);
+        }
+    }
+    EXPECT_EQ(ssrcs.size(), std::size(rows));
+}
+
+TEST_F(rtp_stream_test, numbers_relayed_events_for_itself_and_leaves_the_packet_alone) {
+    rtp_stream other = make("other", "G729");
+    const bytes first = event(30000, 7000, true, 2), copy(first.begin(), first.end());
+    const auto relayed = [&](rtp_stream& by, const bytes& packet) {
+        EXPECT_EQ(relay(by, packet, 15) + relay(by, packet, 16), 16);
+        return far.receive();
+    };
+    EXPECT_EQ(relayed(s, first), event(1, 960, true, 0));
+    EXPECT_EQ(relayed(s, event(30001, 7000, false, 3)), event(2, 960, false, 3));
+    EXPECT_EQ(relayed(s, event(1, 50, true, 1)), event(3, 1920, true, 0));
+    EXPECT_EQ(relayed(other, first), event(1, 960, true, 0));
+    EXPECT_EQ(first, copy);
+}
+
+/** A far end that answers each notice of a stream with another packet that makes two. */
+struct flood {
+    void next(std::string) {
+        if (sequence < 3000) {
+            far.send_to("127.7.0.1", port, event(++sequence, 0, true, 1));
+        }
+    }
+    harness::rtp_peer& far;
+    std::uint16_t port;
+    int sequence = 0;
+};
+
+TEST_F(rtp_stream_test, drains_a_bounded_number_of_packets) {
+    flood flooding{far, static_cast<std::uint16_t>(std::stoi(s.local_port()))};
+    s.notify_signal.connect(&flooding, &flood::next);
+    flooding.next("");
+    while (flooding.sequence == 1) {
+        s.read_incoming_rtp(nullptr, 0, true);
+    }
+    EXPECT_LT(flooding.sequence, 3000);
+}
+
+TEST_F(rtp_stream_test, shows_itself_as_text) {
+    std::deque<std::string> targets{"y", "x", "y"};
+    s.set_stream_targets(targets);
+    s.set_stream_restricted();
+    s.set_stream_endpoint("10.0.0.5", 0);
+    EXPECT_EQ(s.write_outgoing(nullptr, 0), 0); // nothing goes to port 0
+    std::ostringstream rows;
+    s.dump_stats(rows);
+    s.dump_detailed_stats(rows << "|\n");
+    const std::string local = "127.007.000.001", remote = "010.000.000.005", port = s.local_port();
+    EXPECT_EQ(s.list_stream(), "s\\,\\(1\\),1," + local + "," + port + "," + remote + ",0");
+    EXPECT_EQ(rows.str(), "          s,(1)*  X  " + local + ":" + (port + " ").substr(0, 5) + " " +
+                              remote +
+                              ":0    |\n"
+                              "          s,(1)      0/  0      1/  1    0.00ms        T x y");
+}
+
+} // namespace
+} // namespace vocalink

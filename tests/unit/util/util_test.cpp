@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Text, time values, identifiers, dumps, options and signals.
+#include "util/config.hpp"
+#include "util/hex_dump.hpp"
+#include "util/signal.hpp"
+#include "util/text.hpp"
+#include "util/time_values.hpp"
+#include "util/unique_id.hpp"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+
+namespace vocalink::util {
+namespace {
+
+using words = std::vector<std::string>;
+
+TEST(parse_args, separates_words_at_blanks_that_are_neither_quoted_nor_escaped) {
+    const std::pair<const char*, words> rows[] = {
+        {"  new  rtp_stream a ", {"new", "rtp_stream", "a"}},
+        {R"(set x "a b" a"b"c d)", {"set", "x", "a b", "abc", "d"}},
+        {R"(a\ b \"q\" c\\d "in\"side")", {"a b", "\"q\"", "c\\d", "in\"side"}},
+        {"\"\" tab\tcr \"open  end\\", {"tab\tcr", "open  end"}},
+        {R"(a\;b ";c" d)", {"a;b"}}};
+    for (const auto& [line, expected] : rows) {
+        std::deque<std::string> parsed;
+        parse_args(line, parsed, ';');
+        EXPECT_EQ(words(parsed.begin(), parsed.end()), expected) << line;
+    }
+}
+
+TEST(text, is_split_joined_trimmed_and_cut) {
+    EXPECT_EQ(split(",a,,b,", ','), (words{"", "a", "", "b"}));
+    EXPECT_EQ(join({"", "a", "b"}, ',') + util_basename("a/b/") + util_basename(""), ",a,bb");
+    EXPECT_EQ(splitTagValue("1=a,1=b=c", ',').at(1), "b=c");
+    EXPECT_THROW((void)splitTagValue("1=a,b", ','), std::exception);
+    std::string blanks = "   ", padded = "xxaxbxx";
+    trim(blanks);
+    EXPECT_EQ(blanks + strip(padded, 'x') + escape("a,b(c)\\"), "axba\\,b\\(c\\)\\");
+    EXPECT_EQ(format("%s %d", std::string(2000, 'x').c_str(), 1), std::string(1023, 'x'));
+}
+
+TEST(time_values, normalise_by_the_sign_that_the_seconds_had_first_compare_and_print) {
+    const timespec rows[][3] = {{{1, 999'999'999}, {0, 1}, {2, 0}},
+                                {{0, 0}, {0, -1}, {0, -1}},
+                                {{1, 0}, {-2, -500'000'000}, {-1, -500'000'000}},
+                                {{1, 0}, {0, -1}, {0, 999'999'999}},
+                                {{-1, 0}, {0, 1}, {0, -999'999'999}},
+                                {{-1, 0}, {1, 9}, {0, 9}},
+                                {{1, -900'000'000}, {0, -600'000'000}, {-1, 500'000'000}}};
+    for (const auto& [a, b, sum] : rows) {
+        EXPECT_EQ(raw(a + b) + raw(a - timespec{-b.tv_sec, -b.tv_nsec}), raw(sum) + raw(sum));
+        const int order = (a < b) + 2 * (a > b) + 4 * (a <= b) + 8 * (a >= b) + 16 * (a != b);
+        EXPECT_EQ(order, nanoSeconds(a) < nanoSeconds(b) ? 1 + 4 + 16 : 2 + 8 + 16);
+        EXPECT_TRUE(a == a && a <= a && a >= a && !(a < a) && !(a > a));
+    }
+    EXPECT_EQ(hsec({0, 0}) + hsec({0, 100'000'000}) + hsec({-1, 100'001}), "0ns100000us-1s100us");
+    EXPECT_EQ(hsec({3, 0}) + fixed({2, 5'900'000}, 3) + fixed({7, 9}, 0), "3s2.0057.");
+}
+
+TEST(unique_id, joins_the_clock_and_the_sequence_of_an_unseeded_rand_in_base_34) {
+    EXPECT_EQ(to_base34m(0) + to_base34m(33) + to_base34m(35) + to_base34m(1155), "Z11ZZ");
+    EXPECT_EQ(to_base34m(34) + to_base34m(1156), std::string({'\0', '\0', '0'}));
+    std::srand(1); // where a process that seeds nothing starts
+    const std::string random_part = to_base34m(std::rand() % 1122ULL + 34);
+    std::srand(1);
+    const std::string id = uniqueid();
+    EXPECT_EQ(id.substr(id.find('-')), "-" + random_part);
+    const auto now_us = (std::time(nullptr) - 1'000'000'000) * 1'000'000ULL;
+    EXPECT_TRUE(id > to_base34m(now_us - 5'000'000) && id < to_base34m(now_us + 5'000'000)) << id;
+}
+
+TEST(hex_dump, shows_offset_bytes_and_characters) {
+    EXPECT_EQ(dump("A\xFF", 2), "0000: 41FF" + std::string(35, ' ') + "A.\n");
+    setenv("dump_cformat", "", 1);
+    EXPECT_EQ(dump("ABCDEFG\nI", 9),
+              "char hexdump[9] = \n{\n"
+              "  /* 0000 */ 0x41,0x42,0x43,0x44, 0x45,0x46,0x47,0x0A, // ABCDEFG.\n"
+              "  /* 0008 */ 0x49                                      // I\n};");
+    unsetenv("dump_cformat");
+}
+
+config parsed(std::vector<const char*> arguments) {
+    arguments.insert(arguments.begin(), "vocalink");
+    return {static_cast<int>(arguments.size()), const_cast<char**>(arguments.data())};
+}
+
+TEST(config, takes_the_last_of_each_option_and_goes_on_after_an_unknown_one) {
+    const config given = parsed({"-t", "5", "-x", "word", "-s", "s1", "-ss2", "-t", "soon"});
+    EXPECT_EQ(&config::instance(), &given);
+    EXPECT_EQ(given.timeout_seconds, 0);
+    EXPECT_STREQ(given.server_socket_path, "s2");
+    EXPECT_STREQ(given.client_socket_path, "/tmp/vocalink-sock");
+    for (const auto& [timeout, period] : {std::pair("-9", 0), {"5", 0}, {"6", 1}, {"35", 5}}) {
+        EXPECT_EQ(parsed({"-t", timeout}).idle_check_period(), period);
+    }
+}
+
+std::string heard; // the names of the listeners called, in order
+
+struct listener {
+    void hear(int) { note(); }
+    void note() {
+        heard += name;
+        reaction();
+    }
+
+    char name;
+    std::function<void()> reaction = [] {};
+};
+
+class signal_test : public testing::Test {
+  protected:
+    void connect(std::size_t i) { signal->connect(&all[i], &listener::hear); }
+    void disconnect(std::size_t i) { signal->disconnect(&all[i], &listener::hear); }
+    std::string emit() {
+        signal->emit(0);
+        return std::exchange(heard, "");
+    }
+
+    std::array<listener, 5> all{{{'a'}, {'b'}, {'c'}, {'d'}, {'e'}}};
+    std::unique_ptr<signal1<int>> signal = std::make_unique<signal1<int>>();
+};
+
+TEST_F(signal_test, calls_each_listener_once_by_address_and_tells_of_every_change) {
+    signal->changed.connect(&all[0], &listener::note);
+    for (const std::size_t i : {3, 0, 1, 4, 2, 3}) {
+        connect(i);
+    }
+    EXPECT_EQ(emit(), "aaaaaaabcde");
+    disconnect(3);
+    disconnect(3);
+    EXPECT_EQ(emit(), "aaabce");
+}
+
+TEST_F(signal_test, skips_who_left_during_an_emission_and_who_came_and_survives_a_throw) {
+    connect(0);
+    connect(1);
+    all[0].reaction = [this] { disconnect(1), connect(2); };
+    EXPECT_EQ(emit(), "a");
+    all[0].reaction = [] { throw std::exchange(heard, ""); };
+    EXPECT_THROW(emit(), std::string);
+    all[0].reaction = [this] { disconnect(0); };
+    EXPECT_EQ(emit(), "ac");
+    EXPECT_EQ(emit(), "c");
+}
+
+TEST_F(signal_test, calls_nobody_once_a_listener_of_a_nested_emission_destroyed_it) {
+    connect(0);
+    connect(1);
+    all[0].reaction = [this] { heard == "a" ? signal->emit(0) : signal.reset(); };
+    EXPECT_EQ(emit(), "aa");
+}
+
+} // namespace
+} // namespace vocalink::util

@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Datagrams and commands that no honest telephone or controller sends.
+#include "system_test.hpp"
+
+#include <sstream>
+
+namespace vocalink::system_tests {
+
+namespace {
+
+/** Datagrams of every length from 0 to 1500, then packets of every payload type, half of them with
+ *  padding, extension or contributing sources, of lengths about the limits of the codecs. */
+std::vector<bytes> hostile_datagrams() {
+    std::vector<bytes> made;
+    for (unsigned length = 0; length <= 1500; ++length) {
+        made.push_back(random_bytes(length, length));
+    }
+    for (unsigned type = 0; type < 128; ++type) {
+        for (const unsigned length : {0U, 3U, 4U, 20U, 38U, 50U, 160U, 164U}) {
+            made.push_back(harness::rtp_packet_bytes(
+                static_cast<int>(type), static_cast<std::uint16_t>(made.size()), 0, type,
+                random_bytes(length, type), length % 3 == 0));
+            made.back()[0] = static_cast<std::uint8_t>(0x80 | (type % 2 * type * length) % 64);
+        }
+    }
+    return made;
+}
+
+} // namespace
+
+class hostile_test : public system_test {
+  protected:
+    /** Sends bursts that a receive buffer holds, calling between() after each.
+     *  @return packets that the stream must have counted */
+    int bombard(leg& target, const std::function<void()>& between) {
+        int sent = -1; // the empty one does not count
+        for (std::size_t i = 0; i < datagrams.size(); ++i) {
+            target.send(datagrams[i]);
+            sent += 1;
+            if (i % 40 == 0 || i + 1 == datagrams.size()) {
+                between();
+                wait_until_read(target);
+                sent += packets_of_wait;
+            }
+        }
+        return sent;
+    }
+
+    const std::vector<bytes> datagrams = hostile_datagrams();
+};
+
+TEST_F(hostile_test, lone_member_counts_and_pair_relays_nothing_but_what_was_sent) {
+    start();
+    for (const std::string encoding : {"PCMU", "G729", "ILBC30"}) {
+        auto legs = new_call({encoding, encoding});
+        expect_reply("leave room b", "SUCCESS");
+        int received = bombard(legs[0], [] {});
+        expect_reply("join room b", "SUCCESS");
+        received += bombard(legs[0], [] {});
+        int relayed = 0;
+        for (; const auto packet = legs[1].phone.receive(0ms); ++relayed) {
+            EXPECT_EQ(std::count(datagrams.begin(), datagrams.end(), *packet), 1);
+        }
+        EXPECT_GT(relayed, 0);
+        expect_reply("delete stream a", "SUCCESS incoming_packets=" + std::to_string(received) +
+                                            " outgoing_packets=0");
+        expect_reply("delete stream b",
+                     "SUCCESS incoming_packets=0 outgoing_packets=" + std::to_string(relayed));
+        expect_reply("delete bridge room", "SUCCESS");
+    }
+}
+
+TEST_F(hostile_test, conference_goes_on) {
+    start();
+    auto legs = new_call({"PCMU", "G729", "ILBC30"});
+    expect_reply(new_stream("guest", "PCMU"), "SUCCESS 6006 " + local_ip);
+    bombard(legs[1], [this] { // a join makes the next cycle read all that waits
+        expect_reply("join room guest", "SUCCESS");
+        expect_reply("leave room guest", "SUCCESS");
+    });
+    for (unsigned i = 0; i < 25; ++i) { // frames of the right size, with whatever bits
+        legs[0].send(pcmu, random_bytes(160, i));
+        legs[1].send(g729, random_bytes(20, i));
+        legs[2].send(109, random_bytes(50, i));
+    }
+    for (leg& each : legs) {
+        wait_until_read(each);
+        each.forget_received();
+        EXPECT_TRUE(each.phone.receive());
+    }
+    EXPECT_TRUE(control->command("delete stream c").starts_with("SUCCESS incoming_packets=28 "));
+}
+
+TEST_F(hostile_test, every_line_of_whatever_bytes_gets_one_reply) {
+    start();
+    std::vector<std::string> fragments{"\"", "\\", "\n", "new ", "delete ", " %n"};
+    for (const std::string id : {"x", "y"}) {
+        for (const std::string& command :
+             {new_stream(id, "G729"), "new vocalink " + id, "join x " + id, "leave x " + id,
+              "delete stream " + id, "delete bridge " + id}) {
+            fragments.push_back(command + "\n");
+        }
+    }
+    std::minstd_rand random(2);
+    for (int round = 0; round < 100; ++round) {
+        std::string chunk;
+        while (chunk.size() < 8000) {
+            const bytes noise = random_bytes(random() % 20, static_cast<unsigned>(random()));
+            chunk.append(noise.begin(), random() % 4 == 0 ? noise.end() : noise.begin());
+            chunk += fragments[random() % fragments.size()];
+        }
+        std::replace(chunk.begin(), chunk.end(), '\0', '\n'); // which would end the chunk
+        control->send(chunk += "\nfinish\n");
+        std::istringstream lines(chunk);
+        for (std::string line; std::getline(lines, line);) {
+            const std::string reply = line.empty() ? "ERROR " : control->read_line().value_or("");
+            EXPECT_TRUE(reply.starts_with("SUCCESS") || reply.starts_with("ERROR ")) << reply;
+            ASSERT_EQ(reply.ends_with("unknown command 'finish'"), line == "finish") << line;
+        }
+    }
+}
+
+} // namespace vocalink::system_tests

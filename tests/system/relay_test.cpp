@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Lone members, relayed pairs, telephone events, codes, and local addresses and ports.
+#include "system_test.hpp"
+
+namespace vocalink::system_tests {
+
+using relay_test = system_test;
+
+namespace {
+
+const bytes speech = random_bytes(160, 1);
+
+/** A packet with another first byte, which holds version, padding, extension and source count. */
+bytes packet_with(int first_byte, std::size_t payload_bytes) {
+    bytes packet = harness::rtp_packet_bytes(pcmu, 1, 2, 3, random_bytes(payload_bytes, 4));
+    packet[0] = static_cast<std::uint8_t>(first_byte);
+    return packet;
+}
+
+} // namespace
+
+TEST_F(relay_test, pair_relays_whole_frames_unchanged_and_refuses_the_rest) {
+    start();
+    auto legs = new_call({"PCMU", "PCMU"});
+    leg &a = legs[0], &b = legs[1];
+    bytes sent = b.send(pcmu, speech, true);
+    EXPECT_EQ(a.phone.receive(), sent);
+    a.send(packet_with(0x80, 159));
+    a.send(packet_with(0x80, 161));
+    a.send(packet_with(0x82, 168)); // contributing sources count as payload
+    a.send(packet_with(0x90, 160)); // so short of its extension word
+    a.send(packet_with(0x40, 160)); // another version
+    a.send(55, speech);
+    a.send(55, speech);
+    a.send(bytes(11, 0x80));
+    a.send(bytes{}); // not counted either
+    for (const bytes& whole :
+         {packet_with(0x80, 160), packet_with(0x90, 164), packet_with(0xA0, 160)}) {
+        a.send(whole);
+        EXPECT_EQ(b.phone.receive(), whole);
+    }
+    sent = a.send(8, speech); // any audio of this length will do
+    EXPECT_EQ(b.phone.receive(), sent);
+    expect_reply("delete stream a", "SUCCESS incoming_packets=12 outgoing_packets=1");
+    expect_reply("delete stream b", "SUCCESS incoming_packets=1 outgoing_packets=4");
+    EXPECT_EQ(occurrences(daemon->log(), "packet size mismatch: 160 > 0\n"), 1);
+    EXPECT_EQ(occurrences(daemon->log(), "stream(a) got packet of unknown payload type 55\n"), 1);
+}
+
+TEST_F(relay_test, stream_answers_whoever_sent_to_it_last_and_is_read_in_a_bridge_only) {
+    start();
+    auto legs = new_call({"PCMU", "PCMU"});
+    leg &a = legs[0], &b = legs[1];
+    harness::rtp_peer moved("127.0.0.1");
+    moved.send_to(local_ip, b.port, packet_with(0x80, 0)); // any packet will do
+    EXPECT_TRUE(eventually([&] {
+        a.send(pcmu, speech);
+        return moved.receive(20ms).has_value();
+    }));
+    b.forget_received();
+    b.send(pcmu, speech);
+    ASSERT_TRUE(a.phone.receive());
+    const bytes sent = a.send(pcmu, speech);
+    EXPECT_EQ(b.phone.receive(), sent);
+    expect_reply("leave room b", "SUCCESS");
+    b.send(pcmu, speech); // to a stream that nobody reads now
+    EXPECT_TRUE(control->command("delete stream b").starts_with("SUCCESS incoming_packets=2 "));
+}
+
+TEST_F(relay_test, telephone_events_become_notices_and_silence_the_tone) {
+    start();
+    auto legs = new_call({"PCMU", "PCMU"});
+    leg &a = legs[0], &b = legs[1];
+    a.send(telephone_event, {5, 10, 0}, true);              // a byte short
+    a.send(telephone_event, {4, 0x80 | 10, 0, 160});        // the end of nothing
+    a.send(a.send(telephone_event, {5, 10, 0, 160}, true)); // and its repetition
+    EXPECT_EQ(control->notice(), "DTMF_START STREAM a EVENT 5 VOLUME 10");
+    a.send(pcmu, speech);
+    a.send(a.send(telephone_event, {5, 0x80 | 11, 4, 176}));
+    a.send(telephone_event, {5, 0x80 | 11, 4, 176});
+    EXPECT_EQ(control->notice(), "DTMF_END STREAM a EVENT 5 VOLUME 11 DURATION 1200");
+    const bytes sent = a.send(pcmu, random_bytes(160, 2));
+    EXPECT_EQ(b.phone.receive(), sent) << "neither events nor the tone during them are relayed";
+
+    a.send(100, {15, 63, 0, 160}, true);
+    EXPECT_EQ(control->notice(), "DTMF_START STREAM a EVENT 15 VOLUME 63");
+    a.send(103, {11, 9, 0xFF, 0xFF}, true); // the end of the first got lost
+    EXPECT_EQ(control->notice(), "DTMF_END STREAM a EVENT 15 VOLUME 9 DURATION 65535");
+    EXPECT_EQ(control->notice(), "DTMF_START STREAM a EVENT 11 VOLUME 9");
+
+    a.send(pcmu, {0xFE, 0xED, 0xFA, 0xCE}); // the mark of an in-band code
+    a.send(pcmu, {0xFE});                   // the mark again, if more were looked at than was sent
+    a.send(pcmu, {});                       // has no byte to give
+    a.send(pcmu, bytes(160, 2));
+    a.send(55, {255, 7});
+    EXPECT_EQ(control->notice(), "CODE DETECT a 254 2 255");
+}
+
+TEST_F(relay_test, local_ports_ascend_and_bad_addresses_are_refused_at_once) {
+    start();
+    const harness::rtp_peer taken(local_ip, 6002);
+    expect_reply(new_stream("a", "PCMU"), "SUCCESS 6000 " + local_ip);
+    expect_reply(new_stream("b", "anything"), "SUCCESS 6004 " + local_ip);
+    expect_reply("delete stream a", "SUCCESS incoming_packets=0 outgoing_packets=0");
+    for (const std::string addresses : {"192.0.2.1 127.0.0.1", "nowhere 127.0.0.1",
+                                        "127.0.0.256 127.0.0.1", "127.0.0.1 nowhere"}) {
+        expect_reply("new rtp_stream bad " + addresses + " 9 PCMU",
+                     "ERROR STREAM_ERROR No available UDP ports");
+    }
+    expect_reply(new_stream("a", "PCMU"), "SUCCESS 6006 " + local_ip);
+    EXPECT_EQ(occurrences(daemon->log(), "-- stream(bad): could not bind socket: "), 3);
+    EXPECT_EQ(occurrences(daemon->log(), "): could not bind socket: Cannot assign requested"), 1);
+}
+
+} // namespace vocalink::system_tests

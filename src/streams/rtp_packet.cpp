@@ -80,6 +80,14 @@ void init_header(char* header, int payload_type, std::uint32_t ssrc) {
     std::memcpy(header + ssrc_offset, &ssrc, sizeof ssrc);
 }
 
+void advance(char* header, std::uint32_t ts_step) {
+    if (sequence(header) != 0) {
+        set_marker(header, false);
+    }
+    set_sequence(header, static_cast<std::uint16_t>(sequence(header) + 1));
+    set_timestamp(header, timestamp(header) + ts_step);
+}
+
 std::uint16_t read_be16(const char* bytes) {
     std::uint16_t value_be = 0;
     std::memcpy(&value_be, bytes, sizeof value_be);

@@ -46,6 +46,10 @@ void set_timestamp(char* header, std::uint32_t timestamp);
  *  @param ssrc  stored as it is; a random number has no byte order */
 void init_header(char* header, int payload_type, std::uint32_t ssrc);
 
+/** Turns the header of the packet before into that of the next: sequence plus one, timestamp plus
+ *  ts_step, and no marker on any but the first. */
+void advance(char* header, std::uint32_t ts_step);
+
 /** A 16-bit field in network order, as packets and event payloads hold them. */
 [[nodiscard]] std::uint16_t read_be16(const char* bytes);
 void write_be16(char* bytes, std::uint16_t value);

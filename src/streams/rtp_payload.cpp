@@ -9,8 +9,8 @@ namespace vocalink {
 
 namespace {
 
-constexpr std::array<unsigned char, 10> g729_silence = {0x78, 0x52, 0x80, 0xA0, 0x00,
-                                                        0xFA, 0xC2, 0x00, 0x07, 0xD6};
+constexpr std::array<unsigned char, g729_frame_bytes> g729_silence = {0x78, 0x52, 0x80, 0xA0, 0x00,
+                                                                      0xFA, 0xC2, 0x00, 0x07, 0xD6};
 
 constexpr auto g711_silence = [] {
     std::array<unsigned char, 160> frame{};
@@ -30,7 +30,7 @@ encoding_settings settings_of_encoding(std::string_view encoding) {
         return {ILBC, 38};
     }
     if (encoding == "ILBC30") {
-        return {ILBC, 50};
+        return {ILBC, ilbc_30ms_frame_bytes};
     }
     if (encoding == "G722") {
         return {G722, 160};

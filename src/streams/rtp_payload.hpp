@@ -19,6 +19,13 @@ enum rtp_payload : int {
 inline constexpr int first_event_payload = 100;
 inline constexpr int last_event_payload = 103;
 
+/** Encoded bytes of a 30 ms iLBC frame; by this number a stream knows that its frames are 30 ms. */
+inline constexpr int ilbc_30ms_frame_bytes = 50;
+
+/** One G.729 frame is 10 ms; a packet carries two. */
+inline constexpr int g729_frame_bytes = 10;
+inline constexpr int g729_frame_samples = 80;
+
 /** Whether a payload type carries audio of one of the five codecs. */
 [[nodiscard]] constexpr bool is_audio_payload(int payload_type) {
     return payload_type == PCMU || payload_type == PCMA || payload_type == G722 ||

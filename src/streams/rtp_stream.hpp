@@ -2,7 +2,8 @@
 // The RTP endpoint: a UDP socket, a far end, and a codec.
 #pragma once
 
-#include "streams/codec.hpp"
+#include "streams/frame_decoder.hpp"
+#include "streams/frame_encoder.hpp"
 #include "streams/rtp_packet.hpp"
 #include "streams/stream.hpp"
 #include "util/event_loop.hpp"
@@ -82,7 +83,8 @@ class rtp_stream : public stream {
     int code_countdown = 0;      // packets that still carry a byte of an in-band code
     std::array<unsigned char, 3> code_bytes{};
 
-    codec audio_codec;
+    frame_encoder encoder;
+    frame_decoder decoder;
     /** Header template and payload of the packets that this stream makes itself. */
     alignas(4) std::array<char, rtp_header_bytes + usual_frame_samples> own_packet{};
 

@@ -193,14 +193,14 @@ void rtp_stream::decode(char* encoded) {
         ulaw2linear(encoded, incoming.data(), frame_bytes);
         break;
     case G729:
-        audio_codec.decode_g729(encoded, incoming.data());
+        decoder.decode_g729(encoded, incoming.data());
         break;
     case ILBC:
         // The two buffers stand in each other's place, as they always have: the stream's frame is
         // decoded over the payload, and what an iLBC party says does not reach a mix. Controllers
         // know it; the receive buffer has room for the samples.
-        audio_codec.decode_ilbc(reinterpret_cast<const char*>(incoming.data()),
-                                reinterpret_cast<short*>(encoded));
+        decoder.decode_ilbc(reinterpret_cast<const char*>(incoming.data()),
+                            reinterpret_cast<short*>(encoded));
         break;
     case PCMA:
     case G722:

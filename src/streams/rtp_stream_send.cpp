@@ -63,7 +63,7 @@ void rtp_stream::prepare_own_packet(bool audio) {
                                           static_cast<std::uint32_t>(frame_samples()));
     rtp_packet::set_sequence(header, static_cast<std::uint16_t>(rtp_packet::sequence(header) + 1));
     if (audio) {
-        audio_codec.encode(outgoing.data(), header + rtp_header_bytes);
+        encoder.encode(outgoing.data(), header + rtp_header_bytes);
     }
 }
 

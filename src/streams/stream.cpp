@@ -17,8 +17,6 @@ using util::loop_now;
 
 namespace {
 
-constexpr int ilbc_30ms_frame_bytes = 50;
-
 void assign_sorted(std::vector<std::string>& list, const std::deque<std::string>& ids) {
     list.assign(ids.begin(), ids.end());
     std::sort(list.begin(), list.end());
@@ -110,6 +108,14 @@ void stream::output_stats(std::ostream& os) {
     }
     if (write_failures != 0) {
         os << " packet_write_failures=" << write_failures;
+    }
+}
+
+void stream::dump_targets(std::ostream& os) const {
+    if (restricted) {
+        for (const std::string& target : targets) {
+            os << ' ' << target;
+        }
     }
 }
 

@@ -133,6 +133,8 @@ class stream {
     void count_incoming(int bytes);
     /** Updates the interarrival jitter (after RFC 3550 6.4.1, in seconds) from last_rx_time. */
     void update_jitter();
+    /** The targets of a restricted stream, a blank before each, for the listings. */
+    void dump_targets(std::ostream& os) const;
     /** Whether a reception or a sending has failed, for the listings. */
     [[nodiscard]] bool has_failures() const { return read_failures != 0 || write_failures != 0; }
 

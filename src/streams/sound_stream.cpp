@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The player of sound files.
+#include "streams/sound_stream.hpp"
+
+#include "streams/g711.hpp"
+#include "util/exceptions.hpp"
+#include "util/log_line.hpp"
+#include "util/system_random.hpp"
+#include "util/text.hpp"
+
+#include <algorithm>
+
+namespace vocalink {
+
+using util::log_line;
+
+sound_stream::sound_stream(std::string stream_id, std::string path, bool loop_file,
+                           std::string encoding_word)
+    : timer_stream(std::move(stream_id), std::move(encoding_word)), filename(std::move(path)),
+      loopflag(loop_file), file(filename), decoder(payload, frame_bytes) {
+    type = 3;
+    if (!file.is_open()) {
+        log_line("stream", id) << "could not open sound file " << filename;
+        throw stream_exception("Could not open sound file");
+    }
+    arm_timeout_timer();
+    if (payload == PCMU) {
+        log_line() << "PCMU stream detected...";
+    }
+    rtp_packet::init_header(rtp_header.data(), payload, util::system_random());
+}
+
+int sound_stream::read_incoming_rtp(char* buf, int, bool) {
+    alignas(16) char own_buffer[max_packet_bytes];
+    const bool own = buf == nullptr;
+    char* const packet = own ? own_buffer : buf;
+
+    rtp_packet::advance(rtp_header.data(), static_cast<std::uint32_t>(frame_samples()));
+    std::copy(rtp_header.begin(), rtp_header.end(), packet);
+    if (!next_frame(packet + rtp_header_bytes)) {
+        // The reader holds on to this stream; it ends on the loop's next turn.
+        eof_timer.set<sound_stream, &sound_stream::nonlooping_soundfile_eof_callback>(this);
+        eof_timer.start(0.0);
+        return 0;
+    }
+    const int total = rtp_header_bytes + frame_bytes;
+    count_incoming(total);
+    update_jitter();
+    // Recordings take the packet here.
+    if (own) {
+        decode(packet + rtp_header_bytes);
+    }
+    return total;
+}
+
+/** Reads one frame, from the beginning again where the file loops. A file that has no whole frame
+ *  even then ends like one that does not loop. */
+bool sound_stream::next_frame(char* payload_bytes) {
+    const auto bytes = static_cast<std::size_t>(frame_bytes);
+    if (file.read(payload_bytes, bytes)) {
+        return true;
+    }
+    if (!loopflag || !file.at_end()) {
+        return false;
+    }
+    file.rewind();
+    return file.read(payload_bytes, bytes);
+}
+
+void sound_stream::decode(const char* encoded) {
+    switch (payload) {
+    case PCMU:
+        ulaw2linear(encoded, incoming.data(), frame_bytes);
+        break;
+    case G729:
+        decoder.decode_g729(encoded, incoming.data());
+        break;
+    case ILBC:
+        decoder.decode_ilbc(encoded, incoming.data());
+        break;
+    case PCMA:
+    case G722:
+        break; // relayed, never mixed
+    }
+}
+
+int sound_stream::write_outgoing(const char*, int) {
+    return 0;
+}
+
+void sound_stream::nonlooping_soundfile_eof_callback(ev::timer&, int) {
+    emit_timeout_event();
+    delete this;
+}
+
+void sound_stream::dump_stats(std::ostream& os) {
+    os << util::format("%15s%c  %c  %s %-6s", id.c_str(), restricted ? '*' : ' ',
+                       has_failures() ? 'X' : ' ', filename.c_str(), get_loopflag().c_str());
+}
+
+void sound_stream::dump_detailed_stats(std::ostream& os) {
+    os << util::format("%15s            %6lld/%3d %c", id.c_str(), incoming_packets, read_failures,
+                       restricted ? 'T' : 'F');
+    dump_targets(os);
+}
+
+std::string sound_stream::list_stream() {
+    // The file name and the loop word stand side by side; readers of the list expect it.
+    return util::escape(id) + "," + (has_failures() ? "1" : "0") + ",,soundstream," + filename +
+           get_loopflag();
+}
+
+} // namespace vocalink

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The player of sound files.
+#pragma once
+
+#include "streams/frame_decoder.hpp"
+#include "streams/rtp_packet.hpp"
+#include "streams/sound_file.hpp"
+#include "streams/timer_stream.hpp"
+#include "util/event_loop.hpp"
+
+#include <string>
+
+namespace vocalink {
+
+/** Speaks a file of encoded frames into a bridge and hears nothing. The file holds nothing but
+ * frames of frame_bytes bytes each; a last incomplete one is not played. One that does not loop
+ * ends at the end of its file, with the time-out notice, on the next turn of the loop. */
+class sound_stream : public timer_stream {
+  public:
+    /** @throws stream_exception "Could not open sound file" for whatever is not a readable regular
+     *          file */
+    sound_stream(std::string id, std::string filename, bool loop, std::string encoding);
+
+    int read_incoming_rtp(char* buf, int len, bool drain) override;
+    int write_outgoing(const char* buf, int len) override;
+    void dump_stats(std::ostream& os) override;
+    void dump_detailed_stats(std::ostream& os) override;
+    [[nodiscard]] std::string list_stream() override;
+
+    [[nodiscard]] std::string get_filename() const { return filename; }
+    /** "loop" or "noloop". */
+    [[nodiscard]] std::string get_loopflag() const { return loopflag ? "loop" : "noloop"; }
+
+  private:
+    bool next_frame(char* payload_bytes);
+    void decode(const char* encoded);
+    void nonlooping_soundfile_eof_callback(ev::timer& timer, int events);
+
+    const std::string filename;
+    const bool loopflag;
+    sound_file file;
+    rtp_hdr_t rtp_header; // of the packet before
+    frame_decoder decoder;
+    ev::timer eof_timer;
+};
+
+} // namespace vocalink

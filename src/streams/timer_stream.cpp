@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The base of streams without a network input: a timer says when a frame is due.
+#include "streams/timer_stream.hpp"
+
+namespace vocalink {
+
+timer_stream::timer_stream(std::string stream_id, std::string encoding_word)
+    : stream(std::move(stream_id), std::move(encoding_word)) {}
+
+void timer_stream::enable_stream_loop() {
+    constexpr double first_frame_s = 0.02;
+    const double frame_s = encoding == "ILBC30" ? 0.03 : 0.02;
+    frame_timer.set<timer_stream, &timer_stream::timer_stream_callback>(this);
+    frame_timer.start(first_frame_s, frame_s);
+    stream::enable_stream_loop();
+}
+
+void timer_stream::disable_stream_loop() {
+    frame_timer.stop();
+    stream::disable_stream_loop();
+}
+
+void timer_stream::timer_stream_callback(ev::timer&, int) {
+    sync_signal.emit(this);
+}
+
+} // namespace vocalink

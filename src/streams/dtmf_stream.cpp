@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The sender of one telephone event.
+#include "streams/dtmf_stream.hpp"
+
+#include "util/log_line.hpp"
+#include "util/system_random.hpp"
+#include "util/text.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+namespace vocalink {
+
+using util::log_line;
+
+namespace {
+
+constexpr char volume = 10;
+constexpr unsigned char end_flag = 0x80;
+constexpr int end_packets = 3;
+constexpr int event_packet_bytes = rtp_header_bytes + event_payload_bytes;
+
+} // namespace
+
+dtmf_stream::dtmf_stream(std::string stream_id, std::string digit_text, int payload_type,
+                         int commanded_duration)
+    : timer_stream(std::move(stream_id), ""), end_after(commanded_duration / 30),
+      digits(std::move(digit_text)), duration(commanded_duration), event{0, volume, 0, 0} {
+    type = 4;
+    log_line() << "payload_type=" << payload_type;
+    arm_timeout_timer();
+    rtp_packet::init_header(rtp_header.data(), payload_type, util::system_random());
+    set_digit();
+}
+
+void dtmf_stream::set_digit() {
+    constexpr std::string_view codes = "0123456789*#";
+    if (digits.size() != 1) {
+        log_line() << "-- stream(" << id << ") Invalid DTMF digit string " << digits;
+        return;
+    }
+    const auto code = codes.find(digits.front());
+    if (code == std::string_view::npos) {
+        log_line() << "-- stream(" << id << ") Invalid DTMF digit " << digits;
+        return;
+    }
+    event[0] = static_cast<char>(code);
+}
+
+int dtmf_stream::read_incoming_rtp(char* buf, int, bool) {
+    rtp_packet::advance(rtp_header.data(), 0);
+    if (incoming_packets <= end_after) {
+        const int longer = rtp_packet::read_be16(&event[2]) + frame_samples();
+        rtp_packet::write_be16(&event[2], static_cast<std::uint16_t>(longer));
+    } else {
+        event[1] = static_cast<char>(end_flag | volume);
+    }
+    // Without a buffer the packet goes where the bridge looks for it.
+    char* const packet = buf != nullptr ? buf : reinterpret_cast<char*>(incoming.data());
+    std::copy(rtp_header.begin(), rtp_header.end(), packet);
+    std::copy(event.begin(), event.end(), packet + rtp_header_bytes);
+
+    count_incoming(event_packet_bytes);
+    if (incoming_packets > static_cast<long long>(end_after) + end_packets) {
+        // The reader holds on to this stream; it ends on the loop's next turn.
+        deletion_timer.set<dtmf_stream, &dtmf_stream::deletion_callback>(this);
+        deletion_timer.start(0.0);
+    }
+    return event_packet_bytes;
+}
+
+int dtmf_stream::write_outgoing(const char*, int) {
+    return 0;
+}
+
+void dtmf_stream::deletion_callback(ev::timer&, int) {
+    emit_timeout_event();
+    delete this;
+}
+
+void dtmf_stream::dump_stats(std::ostream& os) {
+    os << util::format("%15s%c  %s  %d", id.c_str(), restricted ? '*' : ' ', digits.c_str(),
+                       duration);
+}
+
+void dtmf_stream::dump_detailed_stats(std::ostream&) {}
+
+std::string dtmf_stream::list_stream() {
+    return "FIXME"; // what listings have always shown here
+}
+
+} // namespace vocalink

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The sender of one telephone event.
+#pragma once
+
+#include "streams/rtp_packet.hpp"
+#include "streams/timer_stream.hpp"
+#include "util/event_loop.hpp"
+
+#include <array>
+#include <string>
+
+namespace vocalink {
+
+/** Speaks one digit into a bridge as telephone-event packets (RFC 4733) and then ends, with the
+ *  time-out notice, on the next turn of the loop. Bridges pass its packets on unmixed and send it
+ *  nothing. */
+class dtmf_stream : public timer_stream {
+  public:
+    /** @param digits  one of 0-9, * and #; anything else is logged and played as 0
+     *  @param payload_type  of the packets; its low seven bits are used
+     *  @param duration  the event lasts duration / 30 packets after the first */
+    dtmf_stream(std::string id, std::string digits, int payload_type, int duration);
+
+    int read_incoming_rtp(char* buf, int len, bool drain) override;
+    int write_outgoing(const char* buf, int len) override;
+    void dump_stats(std::ostream& os) override;
+    void dump_detailed_stats(std::ostream& os) override;
+    [[nodiscard]] std::string list_stream() override;
+
+  private:
+    void set_digit();
+    void deletion_callback(ev::timer& timer, int events);
+
+    ev::timer deletion_timer;
+    const int end_after; // packets after the first that extend the event
+    const std::string digits;
+    const int duration; // as commanded
+    rtp_hdr_t rtp_header;
+    std::array<char, event_payload_bytes> event; // of the packet before
+};
+
+} // namespace vocalink

@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The generator and detector of signalling tones.
+#include "streams/tone_stream.hpp"
+
+#include "util/exceptions.hpp"
+#include "util/log_line.hpp"
+#include "util/system_random.hpp"
+#include "util/text.hpp"
+
+#include <algorithm>
+#include <cstring>
+
+namespace vocalink {
+
+using util::log_line;
+
+namespace {
+
+// Of each generated block, this many bytes travel: 200 of the 400 samples.
+constexpr int body_bytes_sent = 400;
+
+constexpr std::size_t kept_digits = 1024;
+
+} // namespace
+
+tone_stream::tone_stream(std::string stream_id, ToneType signalling, bool detect_digits)
+    : timer_stream(std::move(stream_id), ""), tone_type(signalling), detect(detect_digits),
+      generator(signalling) {
+    if (tone_type == BELLMF) {
+        bell_mf_receiver.reset(bell_mf_rx_init(nullptr, nullptr, nullptr));
+        generator.put("1234");
+    } else if (tone_type == DTMF) {
+        dtmf_receiver.reset(dtmf_rx_init(nullptr, nullptr, nullptr));
+    }
+    if (tone_type != R2MF && !bell_mf_receiver && !dtmf_receiver) {
+        throw stream_exception("Could not create tone detector");
+    }
+    rtp_packet::init_header(rtp_header.data(), PCMU, util::system_random());
+}
+
+tone_stream::~tone_stream() {
+    if (size_mismatches.suppressed() > 0) {
+        log_line("stream", id) << "suppressed log lines: " << size_mismatches.suppressed()
+                               << " packet size mismatches";
+    }
+}
+
+void tone_stream::put_tones(std::string digits) {
+    generator.put(digits);
+}
+
+std::string tone_stream::tones_detected(bool clear) {
+    std::string digits = detected;
+    if (clear) {
+        detected.clear();
+    }
+    return digits;
+}
+
+int tone_stream::read_incoming_rtp(char* buf, int, bool) {
+    char own_buffer[max_packet_bytes];
+    char* const packet = buf != nullptr ? buf : own_buffer;
+    rtp_packet::advance(rtp_header.data(), 0);
+    std::copy(rtp_header.begin(), rtp_header.end(), packet);
+    const int generated = generator.generate(tone_samples.data(), generated_samples);
+    std::memcpy(packet + rtp_header_bytes, tone_samples.data(), body_bytes_sent);
+    const int total = rtp_header_bytes + body_bytes_sent;
+    if (generated != 0) {
+        count_incoming(total);
+    }
+    return total;
+}
+
+int tone_stream::write_outgoing(const char* buf, int len) {
+    if (!detect || buf == nullptr) {
+        return 0;
+    }
+    const int payload_type = len >= rtp_header_bytes ? rtp_packet::payload_type(buf) : int{PCMU};
+    const bool audio = payload_type == PCMU || payload_type == G729;
+    const int body = audio ? frame_bytes : event_payload_bytes;
+    const int hdr = rtp_packet::get_hdr_size(buf, len);
+    const int need = hdr + body + rtp_packet::get_padding_size(buf, len);
+    if (need > len) {
+        if (size_mismatches.first()) {
+            log_line() << "packet size mismatch: " << need << " > " << len;
+        }
+        return 0;
+    }
+    run_detector(buf + hdr, static_cast<std::size_t>(body));
+    return 0;
+}
+
+/** Takes the body for samples as they are and looks for digits in them. */
+void tone_stream::run_detector(const char* body, std::size_t body_bytes) {
+    std::array<short, usual_frame_samples> samples; // room for a body, and for as many samples
+    std::memcpy(samples.data(), body, body_bytes);
+    const int count = static_cast<int>(body_bytes / sizeof(short));
+    std::array<char, 128> digits{};
+    constexpr int most_digits = 127;
+    if (bell_mf_receiver) {
+        bell_mf_rx(bell_mf_receiver.get(), samples.data(), count);
+        bell_mf_rx_get(bell_mf_receiver.get(), digits.data(), most_digits);
+    } else if (dtmf_receiver) {
+        dtmf_rx(dtmf_receiver.get(), samples.data(), count);
+        dtmf_rx_get(dtmf_receiver.get(), digits.data(), most_digits);
+    } else {
+        // What arrives moves the R2 generator on and is not looked at: R2 digits are not detected.
+        generator.generate(samples.data(), static_cast<int>(body_bytes));
+    }
+    if (digits.front() == '\0') {
+        return;
+    }
+    log_line() << "detected: " << digits.data();
+    detected += digits.data();
+    if (detected.size() > kept_digits) {
+        detected.erase(0, detected.size() - kept_digits);
+    }
+}
+
+void tone_stream::dump_stats(std::ostream& os) {
+    os << util::format("%15s%c  %s  %d", id.c_str(), restricted ? '*' : ' ', "digit.c_str()", 0);
+}
+
+void tone_stream::dump_detailed_stats(std::ostream&) {}
+
+std::string tone_stream::list_stream() {
+    return {}; // listings show nothing of a tone stream
+}
+
+} // namespace vocalink

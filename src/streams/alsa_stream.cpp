@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The output to the machine's sound device.
+#include "streams/alsa_stream.hpp"
+
+#include "streams/g711.hpp"
+#include "streams/rtp_packet.hpp"
+#include "util/exceptions.hpp"
+#include "util/log_line.hpp"
+#include "util/text.hpp"
+
+#include <cerrno>
+
+namespace vocalink {
+
+using util::log_line;
+
+alsa_stream::alsa_stream(std::string stream_id, const char* player_command)
+    : stream(std::move(stream_id), ""), player(player_command) {
+    if (!player.is_open()) {
+        log_line() << "stream(" << id << "): could not popen aplay: " << util::error_text(errno);
+        throw stream_exception("could not popen aplay");
+    }
+}
+
+int alsa_stream::read_incoming_rtp(char*, int, bool) {
+    return 0;
+}
+
+int alsa_stream::write_outgoing(const char* buf, int len) {
+    if (buf == nullptr) {
+        char frame[usual_frame_samples];
+        linear2ulaw(outgoing.data(), frame, frame_bytes);
+        player.write(frame, static_cast<std::size_t>(frame_bytes));
+        return 0;
+    }
+    const int hdr = rtp_packet::get_hdr_size(buf, len);
+    const int body = len - hdr - rtp_packet::get_padding_size(buf, len);
+    if (body > 0 && rtp_packet::payload_type(buf) == PCMU) {
+        player.write(buf + hdr, static_cast<std::size_t>(body));
+    }
+    return 0;
+}
+
+void alsa_stream::dump_stats(std::ostream& os) {
+    os << util::format("%15s%c  %s  %d", id.c_str(), restricted ? '*' : ' ', "digit.c_str()", 0);
+}
+
+void alsa_stream::dump_detailed_stats(std::ostream&) {}
+
+std::string alsa_stream::list_stream() {
+    return {}; // listings show nothing of a sound device
+}
+
+} // namespace vocalink

@@ -30,7 +30,7 @@ constexpr std::size_t max_backlog_bytes = 1'048'576;
 const connection::command connection::command_table[] = {
     {"new", &connection::_new},         {"delete", &connection::_delete},
     {"join", &connection::_join},       {"leave", &connection::_leave},
-    {"recover", &connection::_recover},
+    {"recover", &connection::_recover}, {"play", &connection::_play},
 };
 
 connection::connection(const char* connection_name, int accepted)

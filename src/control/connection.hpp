@@ -60,15 +60,24 @@ class connection {
     [[nodiscard]] stream* find_stream(const std::string& id) const;
     [[nodiscard]] bridge* find_bridge(const std::string& id) const;
 
-    // Creating, ending and joining objects: object_commands.cpp
+    // Playing tones: feature_commands.cpp
+    std::string _play(words& arguments);
+
+    // Creating objects: create_commands.cpp
     std::string _new(words& arguments);
+    std::string _new_rtp_stream(const std::string& id, words& arguments);
+    std::string _new_sound_stream(const std::string& id, words& arguments);
+    std::string _new_dtmf_stream(const std::string& id, words& arguments);
+    std::string _new_alsa_stream(const std::string& id, words& arguments);
+    std::string _new_vocalink(const std::string& id, words& arguments);
+    std::string _new_tone_stream(const std::string& id, words& arguments);
+    void adopt(stream* made);
+    void adopt(bridge* made);
+
+    // Ending, joining and parting objects: object_commands.cpp
     std::string _delete(words& arguments);
     std::string _join(words& arguments);
     std::string _leave(words& arguments);
-    std::string _new_rtp_stream(const std::string& id, words& arguments);
-    std::string _new_vocalink(const std::string& id, words& arguments);
-    void adopt(stream* made);
-    void adopt(bridge* made);
 
     std::map<std::string, bridge*> bridges;
     std::map<std::string, stream*> streams;

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What the command handlers share: taking words, and the replies to wrong ids.
+#pragma once
+
+#include <deque>
+#include <string>
+
+namespace vocalink {
+
+// Well-formed commands that name a wrong id are answered like this, without an exception.
+inline constexpr const char* stream_exists = "ERROR stream already exists";
+inline constexpr const char* bridge_exists = "ERROR bridge already exists";
+inline constexpr const char* no_such_stream = "ERROR can't find stream";
+inline constexpr const char* no_such_bridge = "ERROR can't find bridge";
+
+/** Removes and returns the first word; there must be one. */
+[[nodiscard]] inline std::string take_word(std::deque<std::string>& words) {
+    std::string word = std::move(words.front());
+    words.pop_front();
+    return word;
+}
+
+} // namespace vocalink

@@ -60,6 +60,12 @@ std::uint32_t timestamp(const char* header) {
     return ntohl(value_be);
 }
 
+std::uint32_t ssrc(const char* header) {
+    std::uint32_t value = 0;
+    std::memcpy(&value, header + ssrc_offset, sizeof value);
+    return value;
+}
+
 void set_marker(char* header, bool marker) {
     header[marker_offset] = static_cast<char>(payload_type(header) | (marker ? marker_flag : 0));
 }

@@ -37,6 +37,8 @@ namespace rtp_packet {
 [[nodiscard]] int payload_type(const char* header);
 [[nodiscard]] std::uint16_t sequence(const char* header);
 [[nodiscard]] std::uint32_t timestamp(const char* header);
+/** As it stands in the packet: an SSRC is only compared. */
+[[nodiscard]] std::uint32_t ssrc(const char* header);
 
 void set_marker(char* header, bool marker);
 void set_sequence(char* header, std::uint16_t sequence);

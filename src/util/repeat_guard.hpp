@@ -1,20 +1,23 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Counting of failures that can repeat with every packet.
+// Counting of events that can repeat with every packet.
 #pragma once
 
 namespace vocalink::util {
 
-/** Counts occurrences and tells the first, which is the one that gets a log line. */
+/** Counts occurrences and tells which of them get a log line: the first, or the first few. */
 class repeat_guard {
   public:
-    /** Counts one more. @return whether it is the first */
-    [[nodiscard]] bool first() { return ++count == 1; }
+    explicit repeat_guard(long long logged_at_most = 1) : limit(logged_at_most) {}
 
-    /** Occurrences after the first: those that were not logged. */
-    [[nodiscard]] int suppressed() const { return count > 1 ? count - 1 : 0; }
+    /** Counts one more. @return whether it is to be logged */
+    [[nodiscard]] bool admit() { return ++count <= limit; }
+
+    /** Occurrences that were not logged. */
+    [[nodiscard]] long long suppressed() const { return count > limit ? count - limit : 0; }
 
   private:
-    int count = 0;
+    long long limit;
+    long long count = 0;
 };
 
 } // namespace vocalink::util

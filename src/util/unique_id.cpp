@@ -29,7 +29,11 @@ std::string uniqueid() {
     constexpr long long epoch_us = 1'000'000'000'000'000;
     std::timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    const long long us = static_cast<long long>(now.tv_sec) * 1'000'000 + now.tv_nsec / 1000;
+    // Two in one microsecond, or a clock set back, must not give the same identifier twice.
+    static long long last_us = 0;
+    const long long us =
+        std::max(static_cast<long long>(now.tv_sec) * 1'000'000 + now.tv_nsec / 1000, last_us + 1);
+    last_us = us;
     const std::string time = to_base34m(static_cast<unsigned long long>(us - epoch_us));
     const std::string random = to_base34m(static_cast<unsigned long long>(std::rand() % 1122 + 34));
     return format("%s-%s", time.c_str(), random.c_str());

@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A worker thread with a double-buffered queue of requests.
+#include "recording/msg_queue_thread.hpp"
+
+#include "util/log_line.hpp"
+
+#include <cerrno>
+#include <ctime>
+
+namespace vocalink {
+
+using util::log_line;
+
+namespace {
+
+constexpr double stats_period_s = 300.0;
+constexpr long linger_ns = 20'000'000; // how long a worker that was busy looks for more by itself
+
+timespec monotonic_after(long ns) {
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    time.tv_nsec += ns;
+    if (time.tv_nsec >= 1'000'000'000) {
+        time.tv_nsec -= 1'000'000'000;
+        time.tv_sec += 1;
+    }
+    return time;
+}
+
+} // namespace
+
+MsgQueueThread::MsgQueueThread(std::string worker_name) : name(std::move(worker_name)) {
+    stats_timer.set<MsgQueueThread, &MsgQueueThread::stats_callback>(this);
+    stats_timer.start(stats_period_s, stats_period_s);
+    pthread_condattr_t attributes;
+    pthread_condattr_init(&attributes);
+    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
+    pthread_cond_init(&cond, &attributes);
+    pthread_condattr_destroy(&attributes);
+    pthread_mutex_init(&mutex, nullptr);
+}
+
+MsgQueueThread::~MsgQueueThread() {
+    for (const auto& left_over : queues) {
+        for (ProcessRequest* const request : left_over) {
+            delete request;
+        }
+    }
+    pthread_cond_destroy(&cond);
+    pthread_mutex_destroy(&mutex);
+}
+
+void MsgQueueThread::queue(ProcessRequest* request) {
+    const Lock lock(mutex);
+    queues[in].push_back(request);
+    const int queued = ++count;
+    if (queued > max_count) {
+        max_count = queued;
+    }
+    if (resting || request->type == StopRequest::tag) {
+        resting = false;
+        pthread_cond_signal(&cond);
+    }
+}
+
+void MsgQueueThread::stop() {
+    stats_timer.stop();
+    queue(new StopRequest);
+}
+
+void MsgQueueThread::run() {
+    for (bool done = false; !done;) {
+        done = drain(queues[out]);
+        if (!done) {
+            await_requests();
+        }
+    }
+    handle_idle();
+}
+
+/** Handles a whole batch, also what stands behind a stop. @return whether there was a stop */
+bool MsgQueueThread::drain(std::deque<ProcessRequest*>& batch) {
+    bool stopped = false;
+    const int drained = static_cast<int>(batch.size());
+    while (!batch.empty()) {
+        const std::unique_ptr<ProcessRequest> request(batch.front());
+        batch.pop_front();
+        if (request->type == StopRequest::tag) {
+            stopped = true;
+        } else {
+            handle_request(request.get());
+        }
+    }
+    count -= drained;
+    return stopped;
+}
+
+void MsgQueueThread::await_requests() {
+    {
+        const Lock lock(mutex);
+        const timespec until = monotonic_after(linger_ns);
+        while (queues[in].empty() || queues[in].back()->type != StopRequest::tag) {
+            if (pthread_cond_timedwait(&cond, &mutex, &until) == ETIMEDOUT) {
+                break;
+            }
+        }
+        if (!queues[in].empty()) {
+            std::swap(in, out);
+            return;
+        }
+    }
+    handle_idle();
+    const Lock lock(mutex);
+    while (queues[in].empty()) {
+        resting = true;
+        pthread_cond_wait(&cond, &mutex);
+    }
+    resting = false;
+    std::swap(in, out);
+}
+
+void MsgQueueThread::stats_callback(ev::timer&, int) {
+    log_line() << "-- " << name << ": current queue size " << count
+               << " max size since last report " << max_count;
+    max_count = 0;
+}
+
+} // namespace vocalink

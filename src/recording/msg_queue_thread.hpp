@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A worker thread with a double-buffered queue of requests.
+#pragma once
+
+#include "recording/process_request.hpp"
+#include "recording/thread.hpp"
+#include "util/event_loop.hpp"
+
+#include <atomic>
+#include <deque>
+#include <string>
+
+#include <pthread.h>
+
+namespace vocalink {
+
+/** Takes requests from any thread and hands each to handle_request() on its own. Producers hold the
+ *  mutex for one append, the worker for one swap a batch, so that a producer never waits for the
+ *  work. A worker that has just been busy looks again by itself after a few milliseconds: producers
+ *  wake only one that rests, which spares them a system call for most requests. */
+class MsgQueueThread : public Thread {
+  public:
+    /** @param name  for the statistics line */
+    explicit MsgQueueThread(std::string name);
+    virtual ~MsgQueueThread();
+
+    /** Hands a request over to the worker, which deletes it. Any thread. */
+    void queue(ProcessRequest* request);
+
+    /** Asks the worker to end after the requests that are queued already. Loop thread. */
+    void stop() override;
+
+    /** Requests queued and not yet handled: a snapshot. Any thread. */
+    [[nodiscard]] int get_count() const { return count; }
+
+  protected:
+    void run() override;
+    /** Does what is asked; on the worker's thread, without the mutex. Must not keep the request. */
+    virtual void handle_request(ProcessRequest* request) = 0;
+    /** Called on the worker's thread whenever no request is left. */
+    virtual void handle_idle() {}
+
+  private:
+    bool drain(std::deque<ProcessRequest*>& batch);
+    void await_requests();
+    void stats_callback(ev::timer& timer, int events);
+
+    const std::string name;
+    pthread_cond_t cond;
+    pthread_mutex_t mutex;                 // guards queues[in], in, out and resting
+    std::deque<ProcessRequest*> queues[2]; // producers fill queues[in], the worker drains the other
+    int in = 0;
+    int out = 1;
+    bool resting = false; // the worker waits to be woken
+    std::atomic<int> count = 0;
+    std::atomic<int> max_count = 0; // since the last statistics line
+    ev::timer stats_timer;
+};
+
+} // namespace vocalink

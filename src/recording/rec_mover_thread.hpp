@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The worker that moves finished recordings and announces them.
+#pragma once
+
+#include "recording/msg_queue_thread.hpp"
+#include "recording/process_request.hpp"
+
+#include <atomic>
+#include <string>
+
+namespace vocalink {
+
+/** Moves files with /bin/mv, so that a slow move across file systems holds up neither the writer
+ * nor the loop, and sends the notices of recordings down a pipe: a line each, "OWNER REC_STARTED
+ * FILE STREAM" or "OWNER REC_FINISHED FILE STREAM". Singleton, owned by main. */
+class RecMoverThread : public MsgQueueThread {
+  public:
+    RecMoverThread();
+
+    /** The instance made last. */
+    [[nodiscard]] static RecMoverThread& instance();
+
+    /** The write end of the notice pipe, which stays its owner's. Before start(). */
+    void set_out_fd(int fd) { out_fd = fd; }
+
+    /** Nobody reads notices any more: those to come are dropped without a word. Any thread. */
+    void discard_notices() { discarding = true; }
+
+  protected:
+    void handle_request(ProcessRequest* request) override;
+
+  private:
+    void process_start(const StartFileRequest& request);
+    void process_move(const MoveFileRequest& request);
+    void send_start_notification(const std::string& owner, const std::string& info,
+                                 const std::string& file_name);
+    void send_stop_notification(const std::string& owner, const std::string& info,
+                                const std::string& file_name);
+    void send_notification(const char* kind, const std::string& owner, const std::string& info,
+                           const std::string& file_name);
+
+    int out_fd = -1;
+    std::atomic<bool> discarding = false;
+};
+
+} // namespace vocalink

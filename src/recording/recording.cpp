@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The recording of one stream into one file.
+#include "recording/recording.hpp"
+
+#include "recording/logging_thread.hpp"
+#include "streams/rtp_packet.hpp"
+#include "util/config.hpp"
+#include "util/log_line.hpp"
+#include "util/unique_id.hpp"
+
+#include <cerrno>
+
+namespace vocalink {
+
+using util::error_text;
+using util::log_line;
+
+namespace {
+
+const char* extension_of(RecordingType type) {
+    switch (type) {
+    case pcap:
+        return ".pcap";
+    case ulaw_in:
+    case ulaw_out:
+        return ".ulaw";
+    case g729_in:
+    case g729_out:
+        return ".g729";
+    }
+    return "";
+}
+
+} // namespace
+
+recording::recording(std::string owner, std::string recording_name, std::string stream_id,
+                     RecordingType recording_type)
+    : name(std::move(recording_name)), type(recording_type) {
+    const config& options = config::instance();
+    const std::string file_name = name + "_" + util::uniqueid() + extension_of(type);
+    const std::string work_path = std::string(options.work_dir) + "/" + file_name;
+    path = std::string(options.store_dir) + "/" + file_name;
+
+    std::unique_ptr<recording_file> opened;
+    if (is_plain_name()) {
+        opened = std::make_unique<recording_file>(work_path);
+    } else {
+        errno = ENOENT; // a name that leads to another directory leads nowhere
+    }
+    if (!opened || !opened->is_open()) {
+        log_line("recording", name)
+            << "could not create log file " << work_path << " : " << error_text(errno);
+        return;
+    }
+    file = opened.get();
+    LoggingThread& writer = LoggingThread::instance();
+    writer.queue(
+        new OpenFileRequest(std::move(opened), std::move(owner), file_name, std::move(stream_id)));
+    if (type == pcap) {
+        writer.queue(new WriteFileHeaderRequest(file));
+    }
+}
+
+recording::~recording() {
+    if (gap_lines.suppressed() > 0) {
+        log_line("recording", name)
+            << "suppressed log lines: " << gap_lines.suppressed() << " about gaps";
+    }
+    if (dropped > 0) {
+        log_line("recording", name) << dropped << " packets or fillings dropped";
+    }
+    if (file != nullptr) {
+        LoggingThread::instance().queue(new CloseFileRequest(file));
+    }
+}
+
+bool recording::is_plain_name() const {
+    return name.find('/') == std::string::npos;
+}
+
+bool recording::takes(RecordingDirs dir, bool is_audio) const {
+    switch (type) {
+    case pcap:
+        return true;
+    case ulaw_in:
+    case g729_in:
+        return is_audio && dir == dir_in;
+    case ulaw_out:
+    case g729_out:
+        return is_audio && dir == dir_out;
+    }
+    return false;
+}
+
+void recording::record(const pkt_hdr_pcap& header, const char* packet, int len) {
+    if (type == pcap) {
+        queue_data(new WriteFileRequest(header, packet, len, file));
+        return;
+    }
+    const int hdr = rtp_packet::get_hdr_size(packet, len);
+    const int payload_bytes = len - hdr - rtp_packet::get_padding_size(packet, len);
+    if (payload_bytes > 0) {
+        detect_silence(packet, payload_bytes);
+        queue_data(new WriteFileRequest(packet + hdr, payload_bytes, file));
+    }
+}
+
+void recording::queue_data(DataRequest* request) {
+    if (!LoggingThread::instance().queue_data(std::unique_ptr<DataRequest>(request)) &&
+        dropped++ == 0) {
+        log_line("recording", name) << "the file writer is behind, dropping packets";
+    }
+}
+
+} // namespace vocalink

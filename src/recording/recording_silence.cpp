@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// How raw recordings keep real time: frames of silence where packets are missing.
+#include "recording/process_request.hpp"
+#include "recording/recording.hpp"
+#include "streams/rtp_packet.hpp"
+#include "util/log_line.hpp"
+#include "util/time_values.hpp"
+
+#include <charconv>
+
+namespace vocalink {
+
+using util::log_line;
+using util::operator+=;
+using util::operator-;
+using util::nanoSeconds;
+
+namespace {
+
+constexpr long frame_ns = 20'000'000;
+constexpr int frames_per_second = 50;
+constexpr unsigned max_filled_frames = 1250;
+
+// Two bounds between which a timestamp has wrapped, and what is then added. It is one less than
+// 2^32 and stays so: recordings in use were made with it.
+constexpr std::uint32_t before_wrap = 4294967294;
+constexpr std::uint32_t after_wrap = 199999;
+constexpr std::uint64_t wrap_step = 0xFFFFFFFF;
+
+std::string hexadecimal(std::uint32_t number) {
+    char digits[8];
+    const auto end = std::to_chars(digits, digits + sizeof digits, number, 16).ptr;
+    return "0x" + std::string(digits, end);
+}
+
+} // namespace
+
+void recording::detect_silence(const char* packet, int payload_bytes) {
+    const std::uint32_t packet_ssrc = rtp_packet::ssrc(packet);
+    if (packet_ssrc != ssrc || rtp_packet::marker(packet)) {
+        const auto payload = static_cast<rtp_payload>(rtp_packet::payload_type(packet));
+        start_source(payload, packet_ssrc, rtp_packet::timestamp(packet));
+    } else {
+        fill_gap(packet, payload_bytes);
+    }
+}
+
+/** A new source or a new talkspurt: its time starts here. A source that replaces another fills the
+ *  time since that one's last packet. */
+void recording::start_source(rtp_payload payload, std::uint32_t packet_ssrc, std::uint32_t ts) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    if (ssrc == 0) {
+        log_line("recording", name) << "ssrc is " << hexadecimal(ssrc);
+    } else if (packet_ssrc != ssrc) {
+        if (gap_lines.admit()) {
+            log_line("recording", name) << "ssrc change to " << hexadecimal(ssrc);
+        }
+        const std::int64_t frames = nanoSeconds(now - last_time) / frame_ns;
+        if (frames > 1) {
+            write_silence(payload, frames - 1);
+        }
+    }
+    ssrc = packet_ssrc;
+    last_ts = ts;
+    last_time = now;
+}
+
+/** The next packet of a source: fills what is missing since the one before. */
+void recording::fill_gap(const char* packet, int payload_bytes) {
+    const auto payload = static_cast<rtp_payload>(rtp_packet::payload_type(packet));
+    const std::uint32_t ts = rtp_packet::timestamp(packet);
+    last_time += timespec{0, frame_ns};
+    std::uint64_t extended = ts;
+    if (last_ts > before_wrap && ts <= after_wrap) {
+        extended += wrap_step;
+    }
+    if (last_ts > extended) {
+        if (gap_lines.admit()) {
+            log_line("recording", name) << "ignoring out of sequence packet.";
+        }
+        return;
+    }
+    const std::uint64_t elapsed = extended - last_ts;
+    const auto ts_inc = static_cast<unsigned>(payload_ts_inc(payload));
+    const auto frame_bytes = static_cast<unsigned>(payload_frame_size(payload));
+    const auto bytes = static_cast<unsigned>(payload_bytes);
+    if (elapsed > std::uint64_t{bytes} * ts_inc) {
+        auto missing =
+            static_cast<unsigned>(elapsed / (frame_bytes * ts_inc)) - bytes / frame_bytes;
+        if (missing > max_filled_frames) {
+            if (gap_lines.admit()) {
+                log_line("recording", name) << "silence frames truncated from " << missing << " to "
+                                            << max_filled_frames << ".";
+            }
+            missing = max_filled_frames;
+        }
+        write_silence(payload, missing);
+        last_time += timespec{missing / frames_per_second,
+                              static_cast<long>(missing % frames_per_second) * frame_ns};
+    }
+    last_ts = ts;
+}
+
+void recording::write_silence(rtp_payload payload, long long count) {
+    if (gap_lines.admit()) {
+        log_line("recording", name) << "writing " << count << " silence frames";
+    }
+    if (count == 0) {
+        return;
+    }
+    queue_data(new WriteSilenceRequest(payload_silence_frame(payload), payload_frame_size(payload),
+                                       count, file));
+}
+
+} // namespace vocalink

@@ -28,9 +28,14 @@ constexpr std::size_t max_backlog_bytes = 1'048'576;
 } // namespace
 
 const connection::command connection::command_table[] = {
-    {"new", &connection::_new},         {"delete", &connection::_delete},
-    {"join", &connection::_join},       {"leave", &connection::_leave},
-    {"recover", &connection::_recover}, {"play", &connection::_play},
+    {"new", &connection::_new},
+    {"delete", &connection::_delete},
+    {"join", &connection::_join},
+    {"leave", &connection::_leave},
+    {"recording", &connection::_recording},
+    {"recover", &connection::_recover},
+    {"queue_count", &connection::_queue_count},
+    {"play", &connection::_play},
 };
 
 connection::connection(const char* connection_name, int accepted)

@@ -74,6 +74,15 @@ class connection {
     void adopt(stream* made);
     void adopt(bridge* made);
 
+    // Recording: recording_command.cpp
+    std::string _recording(words& arguments);
+    std::string start_recording(stream& recorded, const std::string& recording_name,
+                                const std::string& type_word);
+    std::string stop_recording(stream& recorded, const std::string& recording_name);
+
+    // Telling: listing_commands.cpp
+    std::string _queue_count(words& arguments);
+
     // Ending, joining and parting objects: object_commands.cpp
     std::string _delete(words& arguments);
     std::string _join(words& arguments);

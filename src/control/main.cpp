@@ -16,8 +16,13 @@ main::main(const char* path) : socket_path(path) {
     sigint_watcher.set<main, &main::handle_sigint>(this);
     sigint_watcher.start(SIGINT);
     setup_listen_socket(path);
-    // The recording workers start here, the mover before the file writer.
+    setup_rec_mover_pipe();
+    rec_mover.start();
+    logger.start();
     listen_watcher.start(listen_fd.get(), ev::READ);
+    if (rec_pipe_read_fd) {
+        rec_pipe_watcher.start(rec_pipe_read_fd.get(), ev::READ);
+    }
 }
 
 int main::run() {
@@ -33,10 +38,17 @@ void main::stop() {
     while (!connections.empty()) {
         delete connections.begin()->second; // takes itself out of the map
     }
+    rec_pipe_watcher.stop();
     listen_watcher.stop();
     accept_retry_timer.stop();
-    // The recording workers stop here, the file writer before the mover: it still has files to hand
-    // on.
+    // With nobody left to be told, the mover must not wait on a full pipe.
+    rec_mover.discard_notices();
+    rec_pipe_read_fd.reset();
+    // The file writer first: it still has files to hand to the mover.
+    logger.stop();
+    logger.join();
+    rec_mover.stop();
+    rec_mover.join();
     sigint_watcher.stop();
     ::unlink(socket_path);
     log_line("main") << "shutdown complete.";

@@ -3,6 +3,8 @@
 #pragma once
 
 #include "control/connection.hpp"
+#include "recording/logging_thread.hpp"
+#include "recording/rec_mover_thread.hpp"
 #include "util/event_loop.hpp"
 #include "util/signal.hpp"
 #include "util/unique_fd.hpp"
@@ -15,7 +17,7 @@
 namespace vocalink {
 
 /** Accepts controllers on a Unix-domain socket and runs the event loop until SIGINT. Owned by the
- *  process entry; owns every connection. Loop thread only. */
+ *  process entry; owns every connection and the recording workers. Loop thread only. */
 class main {
   public:
     /** Begins to listen. Ends the process with status 1 when it cannot.
@@ -43,6 +45,11 @@ class main {
     void resume_accepting(ev::timer& timer, int events);
     void handle_deleted_connection(std::string name);
 
+    // Recording notices: main_notices.cpp
+    void setup_rec_mover_pipe();
+    void handle_rec_thread_output(ev::io& io, int events);
+    void deliver_notice(const std::string& line);
+
     ev::sig sigint_watcher;
     util::unique_fd listen_fd;
     sockaddr_un listen_addr{}; // the bound address, later that of each peer
@@ -52,6 +59,13 @@ class main {
     int connection_counter = 0;   // names are never used twice
     std::map<std::string, connection*> connections;
     const char* socket_path;
+
+    util::unique_fd rec_pipe_read_fd;
+    util::unique_fd rec_pipe_write_fd; // the mover's end
+    ev::io rec_pipe_watcher;
+    std::string notices; // read from the pipe, not yet a whole line
+    RecMoverThread rec_mover;
+    LoggingThread logger; // after the mover, to which it hands its files
 };
 
 } // namespace vocalink

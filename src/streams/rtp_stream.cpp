@@ -48,12 +48,14 @@ rtp_stream::rtp_stream(std::string stream_id, std::string local_ip, std::string 
     } else if (frame_samples() == max_frame_samples) {
         log_line() << "ILBC 30 ms time frame Initiation";
     }
+    pcap_in = pkt_hdr_pcap(remote_addr, local_addr);
+    pcap_out = pkt_hdr_pcap(local_addr, remote_addr);
     own_packet.fill(idle_payload_byte(payload));
     rtp_packet::init_header(own_packet.data(), payload, util::system_random());
 }
 
 rtp_stream::~rtp_stream() {
-    const auto report = [this](int count, const char* what) {
+    const auto report = [this](long long count, const char* what) {
         if (count > 0) {
             log_line("stream", id) << "suppressed log lines: " << count << " " << what;
         }

@@ -60,7 +60,8 @@ class rtp_stream : public stream {
     int receive(char* packet, int room, sockaddr_in& sender);
     int drain_socket(char* packet, int room, int received, sockaddr_in& sender, int& hdr);
     int audio_packet_data(const char* pkt, int len);
-    bool classify(const char* pkt, int len, int hdr);
+    static bool is_cut_event(const char* pkt, int len, int hdr);
+    bool classify(const char* pkt, int hdr);
     void report_unknown_type(int payload_type);
     void watch_for_code(const char* pkt, int len);
     void handle_event(const char* pkt, int hdr);
@@ -82,6 +83,9 @@ class rtp_stream : public stream {
     int dtmf_last_duration = -1; // timestamp units
     int code_countdown = 0;      // packets that still carry a byte of an in-band code
     std::array<unsigned char, 3> code_bytes{};
+
+    pkt_hdr_pcap pcap_in; // templates of recorded packets, from the addresses at creation
+    pkt_hdr_pcap pcap_out;
 
     frame_encoder encoder;
     frame_decoder decoder;

@@ -93,12 +93,22 @@ int rtp_stream::drain_socket(char* packet, int room, int received, sockaddr_in& 
 int rtp_stream::audio_packet_data(const char* pkt, int len) {
     const int hdr = rtp_packet::get_hdr_size(pkt, len);
     watch_for_code(pkt, len);
-    const bool audio = hdr < len && classify(pkt, len, hdr);
-    // Recordings take the packet here.
+    if (is_cut_event(pkt, len, hdr)) {
+        return len;
+    }
+    const bool audio = hdr < len && classify(pkt, hdr);
+    log_packet(pcap_in, pkt, len, dir_in, audio);
     return audio ? hdr : len;
 }
 
-bool rtp_stream::classify(const char* pkt, int len, int hdr) {
+/** Whether a telephone event lacks a part of its payload; nobody takes notice of such a packet. */
+bool rtp_stream::is_cut_event(const char* pkt, int len, int hdr) {
+    return hdr < len && is_event_payload(rtp_packet::payload_type(pkt)) &&
+           hdr + event_payload_bytes > len;
+}
+
+/** Follows events and codes. @return whether the packet carries audio of this moment */
+bool rtp_stream::classify(const char* pkt, int hdr) {
     const int payload_type = rtp_packet::payload_type(pkt);
     if (payload_type == PCMU) {
         return dtmf_event == -1; // the tone of a digit in progress is not audio
@@ -107,9 +117,7 @@ bool rtp_stream::classify(const char* pkt, int len, int hdr) {
         return true;
     }
     if (is_event_payload(payload_type)) {
-        if (hdr + event_payload_bytes <= len) {
-            handle_event(pkt, hdr);
-        }
+        handle_event(pkt, hdr);
         return false;
     }
     report_unknown_type(payload_type);

@@ -32,7 +32,7 @@ int rtp_stream::write_outgoing(const char* buf, int len) {
     const int need = hdr + (audio ? frame_bytes : event_payload_bytes) +
                      rtp_packet::get_padding_size(pkt, available);
     if (need > available) {
-        if (size_mismatches.first()) {
+        if (size_mismatches.admit()) {
             log_line() << "packet size mismatch: " << need << " > " << available;
             log_line("stream", id) << "future packet size mismatches for stream will be suppressed";
         }
@@ -48,7 +48,7 @@ int rtp_stream::write_outgoing(const char* buf, int len) {
         renumber_event(event_copy, hdr);
         pkt = event_copy;
     }
-    // Recordings take the packet here.
+    log_packet(pcap_out, pkt, need, dir_out, audio);
     last_rx_time = util::loop_now();
     outgoing_packets += 1;
     return send_packet(pkt, need);
@@ -100,7 +100,7 @@ int rtp_stream::send_packet(const char* pkt, int len) {
         return sent;
     }
     const int error = errno;
-    if (send_errors.first()) {
+    if (send_errors.admit()) {
         log_line() << "The err no is" << error_text(error);
         log_line("stream", id) << "future send errors for stream will be suppressed";
     }

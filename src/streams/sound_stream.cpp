@@ -46,7 +46,7 @@ int sound_stream::read_incoming_rtp(char* buf, int, bool) {
     const int total = rtp_header_bytes + frame_bytes;
     count_incoming(total);
     update_jitter();
-    // Recordings take the packet here.
+    log_packet(pcap_in, packet, total, dir_in, true);
     if (own) {
         decode(packet + rtp_header_bytes);
     }

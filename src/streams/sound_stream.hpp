@@ -39,7 +39,8 @@ class sound_stream : public timer_stream {
     const std::string filename;
     const bool loopflag;
     sound_file file;
-    rtp_hdr_t rtp_header; // of the packet before
+    rtp_hdr_t rtp_header;                               // of the packet before
+    pkt_hdr_pcap pcap_in{sockaddr_in{}, sockaddr_in{}}; // a file has no address
     frame_decoder decoder;
     ev::timer eof_timer;
 };

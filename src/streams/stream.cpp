@@ -35,7 +35,9 @@ stream::stream(std::string stream_id, std::string encoding_word)
 
 stream::~stream() {
     deleted_signal.emit(id);
-    // Recordings end here, before the totals are logged.
+    while (!recordings.empty()) {
+        recordings.erase(recordings.begin()); // in the order of their names
+    }
     if (has_failures()) {
         log_line("stream", id) << "total packet errors: " << read_failures << " read failures, "
                                << write_failures << " write failures.";

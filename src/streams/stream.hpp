@@ -2,6 +2,7 @@
 // The media endpoint from which every stream kind derives.
 #pragma once
 
+#include "recording/recording.hpp"
 #include "streams/mixer.hpp"
 #include "streams/rtp_payload.hpp"
 #include "util/event_loop.hpp"
@@ -10,6 +11,8 @@
 #include <array>
 #include <cstdint>
 #include <deque>
+#include <map>
+#include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -79,6 +82,11 @@ class stream {
     /** Whether this stream wants to hear the stream of that id. */
     [[nodiscard]] bool wants_to_hear(const std::string& speaker_id) const;
 
+    // Recordings, by name. They end, and their files are finished, with the stream at the latest.
+    [[nodiscard]] bool has_recording(const std::string& recording_name) const;
+    void add_recording(const std::string& recording_name, std::unique_ptr<recording> started);
+    void remove_recording(const std::string& recording_name);
+
     /** Adds count member frames into the outgoing frame, saturating. */
     void mix(const short* const* frames, int count);
     /** Adds a sum less one of its frames into the outgoing frame, saturating. */
@@ -129,6 +137,13 @@ class stream {
     void stream_timeout_callback(ev::timer& timer, int events);
     /** "TIMEOUT STREAM id" and the counters, as a notice. */
     void emit_timeout_event();
+    /** Hands a packet to the recordings that take it; does nothing while there are none.
+     *  @param hdr  the template of the packet's direction; stamped here
+     *  @param packet  len bytes, RTP header included */
+    void log_packet(pkt_hdr_pcap& hdr, const char* packet, int len, RecordingDirs dir,
+                    bool is_audio);
+    /** Splits a loop time into whole seconds and microseconds, both truncated. */
+    static void dtime2ts(double t, unsigned* sec, unsigned* usec);
     /** Counts a packet of that many bytes, now. */
     void count_incoming(int bytes);
     /** Updates the interarrival jitter (after RFC 3550 6.4.1, in seconds) from last_rx_time. */
@@ -163,6 +178,7 @@ class stream {
     std::uint16_t spare_seq = 0;
 
   private:
+    std::map<std::string, std::unique_ptr<recording>> recordings;
     ev::timer timeout_timer;
 };
 

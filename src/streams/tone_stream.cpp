@@ -81,7 +81,7 @@ int tone_stream::write_outgoing(const char* buf, int len) {
     const int hdr = rtp_packet::get_hdr_size(buf, len);
     const int need = hdr + body + rtp_packet::get_padding_size(buf, len);
     if (need > len) {
-        if (size_mismatches.first()) {
+        if (size_mismatches.admit()) {
             log_line() << "packet size mismatch: " << need << " > " << len;
         }
         return 0;

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The daemon's pipe of recording notices, and their way to the connections.
+#include "control/main.hpp"
+#include "util/log_line.hpp"
+
+#include <array>
+#include <cerrno>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace vocalink {
+
+using util::error_text;
+using util::log_line;
+
+namespace {
+
+constexpr std::size_t longest_notice = 16383;
+
+} // namespace
+
+void main::setup_rec_mover_pipe() {
+    int ends[2] = {-1, -1};
+    if (::pipe2(ends, O_CLOEXEC) != 0) {
+        log_line() << "Error opening rec_mover pipe!";
+        return;
+    }
+    rec_pipe_read_fd.reset(ends[0]);
+    rec_pipe_write_fd.reset(ends[1]);
+    ::fcntl(ends[0], F_SETFL, O_NONBLOCK);
+    rec_pipe_watcher.set<main, &main::handle_rec_thread_output>(this);
+    rec_mover.set_out_fd(ends[1]);
+}
+
+void main::handle_rec_thread_output(ev::io&, int) {
+    std::array<char, longest_notice + 1> buffer;
+    const ssize_t received = ::read(rec_pipe_read_fd.get(), buffer.data(), buffer.size());
+    if (received < 0) {
+        if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
+            log_line() << "Error receiving from pipe! " << error_text(errno);
+        }
+        return;
+    }
+    if (received == 0) {
+        log_line() << "Pipe closed.";
+        rec_pipe_watcher.stop();
+        return;
+    }
+    notices.append(buffer.data(), static_cast<std::size_t>(received));
+    std::size_t begin = 0;
+    for (auto end = notices.find('\n'); end != std::string::npos; end = notices.find('\n', begin)) {
+        deliver_notice(notices.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    notices.erase(0, begin);
+    if (notices.size() > longest_notice) {
+        log_line() << "Error: output line too long";
+        notices.clear();
+    }
+}
+
+/** Hands a line to the connection named by its first word, if that still lives. */
+void main::deliver_notice(const std::string& line) {
+    const auto blank = line.find(' ');
+    if (blank == std::string::npos) {
+        return;
+    }
+    if (connection* const owner = find_connection(line.substr(0, blank)); owner != nullptr) {
+        owner->notify(line.substr(blank + 1));
+    }
+}
+
+} // namespace vocalink

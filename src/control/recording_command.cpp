@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The command that starts and stops recordings.
+#include "control/command_words.hpp"
+#include "control/connection.hpp"
+#include "recording/recording.hpp"
+#include "util/exceptions.hpp"
+#include "util/log_line.hpp"
+
+#include <array>
+#include <optional>
+#include <string_view>
+
+namespace vocalink {
+
+using util::log_line;
+
+namespace {
+
+std::optional<RecordingType> type_of(std::string_view word) {
+    constexpr std::array<std::string_view, 5> types = {"pcap", "ulaw_in", "ulaw_out", "g729_in",
+                                                       "g729_out"};
+    for (std::size_t i = 0; i < types.size(); ++i) {
+        if (word == types[i]) {
+            return static_cast<RecordingType>(i);
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+std::string connection::_recording(words& arguments) {
+    const bool start = arguments.size() == 4 && arguments.front() == "start";
+    const bool stop = arguments.size() == 3 && arguments.front() == "stop";
+    if (!start && !stop) {
+        throw command_exception("recording command usage: 'start' 'stream' 'recording_name' 'type' "
+                                "| 'stop' 'stream' 'recording_name'");
+    }
+    arguments.pop_front();
+    stream* const recorded = find_stream(take_word(arguments));
+    if (recorded == nullptr) {
+        return no_such_stream;
+    }
+    const std::string recording_name = take_word(arguments);
+    return start ? start_recording(*recorded, recording_name, take_word(arguments))
+                 : stop_recording(*recorded, recording_name);
+}
+
+std::string connection::start_recording(stream& recorded, const std::string& recording_name,
+                                        const std::string& type_word) {
+    if (recorded.has_recording(recording_name)) {
+        log_line("stream", recorded.id) << "already has a recording with id " << recording_name;
+        return "ERROR already recording on stream";
+    }
+    const auto type = type_of(type_word);
+    if (!type) {
+        log_line("stream", recorded.id) << "unable to create recording " << recording_name
+                                        << " with unknown type " << type_word;
+        return "ERROR unknown type";
+    }
+    auto started = std::make_unique<recording>(name, recording_name, recorded.id, *type);
+    if (!started->is_open()) {
+        log_line("stream", recorded.id) << "creating recording failed with id " << recording_name;
+        return "ERROR create recording failed";
+    }
+    const std::string path = started->get_path();
+    recorded.add_recording(recording_name, std::move(started));
+    return "SUCCESS " + path;
+}
+
+std::string connection::stop_recording(stream& recorded, const std::string& recording_name) {
+    if (!recorded.has_recording(recording_name)) {
+        // The connection's name stands where the stream's is expected; log readers know it so.
+        log_line("stream", name) << "attempt to stop non-existent recording " << recording_name;
+        return "ERROR unknown recording";
+    }
+    recorded.remove_recording(recording_name);
+    return "SUCCESS";
+}
+
+} // namespace vocalink

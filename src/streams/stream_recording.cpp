@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What a stream hands to its recordings.
+#include "streams/stream.hpp"
+
+namespace vocalink {
+
+bool stream::has_recording(const std::string& recording_name) const {
+    return recordings.contains(recording_name);
+}
+
+void stream::add_recording(const std::string& recording_name, std::unique_ptr<recording> started) {
+    recordings[recording_name] = std::move(started);
+}
+
+void stream::remove_recording(const std::string& recording_name) {
+    recordings.erase(recording_name);
+}
+
+void stream::log_packet(pkt_hdr_pcap& hdr, const char* packet, int len, RecordingDirs dir,
+                        bool is_audio) {
+    if (recordings.empty()) {
+        return;
+    }
+    unsigned seconds = 0;
+    unsigned microseconds = 0;
+    dtime2ts(util::loop_now(), &seconds, &microseconds);
+    hdr.stamp(seconds, microseconds, len);
+    for (const auto& [recording_name, running] : recordings) {
+        if (running->takes(dir, is_audio)) {
+            running->record(hdr, packet, len);
+        }
+    }
+}
+
+void stream::dtime2ts(double t, unsigned* sec, unsigned* usec) {
+    *sec = static_cast<unsigned>(t);
+    *usec = static_cast<unsigned>((t - *sec) * 1'000'000);
+}
+
+} // namespace vocalink

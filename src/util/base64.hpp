@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Base64 (RFC 4648), for keys given as text.
+#pragma once
+
+#include <string>
+
+namespace vocalink {
+
+/** Whether c is one of the 64 characters; the padding is not. */
+[[nodiscard]] bool is_base64(unsigned char c);
+
+/** Groups of four characters, the last one padded with '='. */
+[[nodiscard]] std::string base64_encode(const unsigned char* data, unsigned int len);
+
+/** The bytes of text up to the first character that is none of the 64; an incomplete last group
+ *  yields as many bytes as its characters allow. */
+[[nodiscard]] std::string base64_decode(const std::string& text);
+
+} // namespace vocalink

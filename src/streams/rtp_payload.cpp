@@ -54,7 +54,19 @@ const unsigned char* payload_silence_frame(rtp_payload payload) {
 }
 
 const char* payload_to_rtp_format_string(rtp_payload payload) {
-    return payload == PCMA ? "PCMA" : "PCMU";
+    switch (payload) {
+    case PCMU:
+        break;
+    case PCMA:
+        return "PCMA";
+    case G722:
+        return "G722";
+    case G729:
+        return "G729";
+    case ILBC:
+        return "iLBC";
+    }
+    return "PCMU";
 }
 
 } // namespace vocalink

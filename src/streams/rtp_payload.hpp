@@ -55,7 +55,8 @@ struct encoding_settings {
 /** One frame of silence, payload_frame_size() bytes, constant. */
 [[nodiscard]] const unsigned char* payload_silence_frame(rtp_payload payload);
 
-/** The registered name of the format: "PCMU" or "PCMA"; defined for these two only. */
+/** The registered name of the format (RFC 3551, RFC 3952): "PCMU", "PCMA", "G722", "G729" or
+ *  "iLBC". */
 [[nodiscard]] const char* payload_to_rtp_format_string(rtp_payload payload);
 
 } // namespace vocalink

@@ -52,9 +52,17 @@ rtp_stream::rtp_stream(std::string stream_id, std::string local_ip, std::string 
     pcap_out = pkt_hdr_pcap(local_addr, remote_addr);
     own_packet.fill(idle_payload_byte(payload));
     rtp_packet::init_header(own_packet.data(), payload, util::system_random());
+    if (IN_MULTICAST(ntohl(remote_addr.sin_addr.s_addr))) {
+        enable_sap();
+    }
 }
 
 rtp_stream::~rtp_stream() {
+    sap.reset();
+    if (encrypt_failures != 0 || decrypt_failures != 0) {
+        log_line("stream", id) << "total srtp errors: " << encrypt_failures << " encrypt failures, "
+                               << decrypt_failures << "unencrypt failures.";
+    }
     const auto report = [this](long long count, const char* what) {
         if (count > 0) {
             log_line("stream", id) << "suppressed log lines: " << count << " " << what;

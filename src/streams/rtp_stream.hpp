@@ -5,6 +5,8 @@
 #include "streams/frame_decoder.hpp"
 #include "streams/frame_encoder.hpp"
 #include "streams/rtp_packet.hpp"
+#include "streams/sap_announcer.hpp"
+#include "streams/srtp_session.hpp"
 #include "streams/stream.hpp"
 #include "util/event_loop.hpp"
 #include "util/repeat_guard.hpp"
@@ -12,6 +14,7 @@
 
 #include <array>
 #include <bitset>
+#include <memory>
 #include <string>
 
 #include <netinet/in.h>
@@ -40,6 +43,8 @@ class rtp_stream : public stream {
 
     int read_incoming_rtp(char* buf, int len, bool drain) override;
     void set_stream_endpoint(std::string ip, int port) override;
+    void set_stream_encryption(const unsigned char* send_key,
+                               const unsigned char* recv_key) override;
     int write_outgoing(const char* buf, int len) override;
     void dump_stats(std::ostream& os) override;
     void dump_detailed_stats(std::ostream& os) override;
@@ -59,6 +64,7 @@ class rtp_stream : public stream {
     void device_stream_callback(ev::io& io, int events);
     int receive(char* packet, int room, sockaddr_in& sender);
     int drain_socket(char* packet, int room, int received, sockaddr_in& sender, int& hdr);
+    void unprotect_drained(char* packet, int previous, int received);
     int audio_packet_data(const char* pkt, int len);
     static bool is_cut_event(const char* pkt, int len, int hdr);
     bool classify(const char* pkt, int hdr);
@@ -72,7 +78,15 @@ class rtp_stream : public stream {
     // Sending: rtp_stream_send.cpp
     void prepare_own_packet(bool audio);
     void renumber_event(char* pkt, int hdr);
+    int send_protected(const char* pkt, int len);
     int send_packet(const char* pkt, int len);
+
+    // Encryption: rtp_stream_srtp.cpp
+    void unprotect(char* packet, int& len);
+    void protect(char* packet, int& len);
+
+    // Announcement: rtp_stream_sap.cpp
+    void enable_sap();
 
     util::unique_fd fd;
     sockaddr_in remote_addr{}; // the last sender, or as commanded
@@ -83,6 +97,16 @@ class rtp_stream : public stream {
     int dtmf_last_duration = -1; // timestamp units
     int code_countdown = 0;      // packets that still carry a byte of an in-band code
     std::array<unsigned char, 3> code_bytes{};
+
+    struct srtp_sessions {
+        srtp_session send;
+        srtp_session recv;
+    };
+    std::unique_ptr<srtp_sessions> srtp; // once keys are set
+    int encrypt_failures = 0;
+    int decrypt_failures = 0;
+
+    std::unique_ptr<sap_announcer> sap; // of a stream that sends to a multicast group
 
     pkt_hdr_pcap pcap_in; // templates of recorded packets, from the addresses at creation
     pkt_hdr_pcap pcap_out;

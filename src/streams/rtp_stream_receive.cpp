@@ -43,6 +43,7 @@ int rtp_stream::read_incoming_rtp(char* buf, int len, bool drain) {
         }
         return 0;
     }
+    unprotect(packet, received);
     int hdr = audio_packet_data(packet, received);
     if (drain) {
         received = drain_socket(packet, room, received, sender, hdr);
@@ -78,6 +79,7 @@ int rtp_stream::drain_socket(char* packet, int room, int received, sockaddr_in& 
         if (next < 0) {
             break;
         }
+        unprotect_drained(packet, received, next);
         received = next;
         hdr = audio_packet_data(packet, received);
         count += 1;
@@ -86,6 +88,19 @@ int rtp_stream::drain_socket(char* packet, int room, int received, sockaddr_in& 
         log_line() << "-- stream (" << id << "): read " << count << " packets";
     }
     return received;
+}
+
+/** A drained packet is unprotected over the length of the packet before it and then taken at its
+ * own length: in a burst of packets of one size these are the same. What lies behind a shorter
+ * packet is cleared, so that nothing of the one before takes part. */
+void rtp_stream::unprotect_drained(char* packet, int previous, int received) {
+    if (!srtp) {
+        return;
+    }
+    if (received < previous) {
+        std::memset(packet + received, 0, static_cast<std::size_t>(previous - received));
+    }
+    unprotect(packet, previous);
 }
 
 /** Reports what a packet signals.

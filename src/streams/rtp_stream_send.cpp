@@ -51,7 +51,7 @@ int rtp_stream::write_outgoing(const char* buf, int len) {
     log_packet(pcap_out, pkt, need, dir_out, audio);
     last_rx_time = util::loop_now();
     outgoing_packets += 1;
-    return send_packet(pkt, need);
+    return srtp ? send_protected(pkt, need) : send_packet(pkt, need);
 }
 
 void rtp_stream::prepare_own_packet(bool audio) {
@@ -89,6 +89,14 @@ void rtp_stream::renumber_event(char* pkt, int hdr) {
     rtp_packet::set_timestamp(pkt, timestamp);
     last_event_seq = sequence;
     last_event_ts = static_cast<int>(timestamp);
+}
+
+/** Protects a copy: the packet may go to other members too, and an own one keeps its payload. */
+int rtp_stream::send_protected(const char* pkt, int len) {
+    alignas(16) char copy[max_packet_bytes + SRTP_MAX_TRAILER_LEN];
+    std::memcpy(copy, pkt, static_cast<std::size_t>(len));
+    protect(copy, len);
+    return send_packet(copy, len);
 }
 
 int rtp_stream::send_packet(const char* pkt, int len) {

@@ -113,6 +113,12 @@ void stream::output_stats(std::ostream& os) {
     }
 }
 
+void stream::show() {
+    std::ostringstream row;
+    dump_detailed_stats(row);
+    log_line() << "->  STREAM " << row.str();
+}
+
 void stream::dump_targets(std::ostream& os) const {
     if (restricted) {
         for (const std::string& target : targets) {

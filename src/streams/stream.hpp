@@ -123,6 +123,10 @@ class stream {
     virtual void dump_stats(std::ostream& os) = 0;
     /** One row of counters for the operator; no line end. */
     virtual void dump_detailed_stats(std::ostream& os) = 0;
+    /** Writes the row of counters to the log, under table_header. */
+    void show();
+    static constexpr const char* table_header =
+        "                Stream ID     In/Drop   Out/Drop   Approx Jitter R? Streams";
     /** Queues tones; the base only logs. */
     virtual void put_tones(std::string digits);
     /** What the list command shows of this stream. */

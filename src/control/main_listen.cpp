@@ -40,6 +40,7 @@ void main::setup_listen_socket(const char* path) {
     std::strncpy(listen_addr.sun_path, path, sizeof listen_addr.sun_path - 1);
     const std::size_t length =
         sizeof listen_addr.sun_family + std::strlen(listen_addr.sun_path) + 1;
+    ::unlink(listen_addr.sun_path); // a path that was cut is another one
     if (::bind(listen_fd.get(), reinterpret_cast<const sockaddr*>(&listen_addr),
                static_cast<socklen_t>(length)) != 0) {
         fatal(" when binding to listen socket: ");

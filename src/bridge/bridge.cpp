@@ -7,8 +7,6 @@
 #include "util/log_line.hpp"
 #include "util/text.hpp"
 
-#include <sstream>
-
 namespace vocalink {
 
 using util::log_line;
@@ -115,11 +113,9 @@ std::string bridge::list_streams() const {
 }
 
 void bridge::show_streams() const {
-    log_line() << "                Stream ID     In/Drop   Out/Drop   Approx Jitter R? Streams";
+    log_line() << stream::table_header;
     for (const auto& [member_id, member] : streams) {
-        std::ostringstream row;
-        member->dump_detailed_stats(row);
-        log_line() << "->  STREAM " << row.str();
+        member->show();
     }
 }
 

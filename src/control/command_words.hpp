@@ -20,4 +20,8 @@ inline constexpr const char* no_such_bridge = "ERROR can't find bridge";
     return word;
 }
 
+/** A command line fit for the log: what follows "encryption" in a set command is key material and
+ *  is masked. */
+[[nodiscard]] std::string without_keys(const char* line);
+
 } // namespace vocalink

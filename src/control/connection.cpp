@@ -2,6 +2,7 @@
 // A connection's framing, dispatch, replies and notices.
 #include "control/connection.hpp"
 
+#include "control/command_words.hpp"
 #include "util/exceptions.hpp"
 #include "util/log_line.hpp"
 #include "util/text.hpp"
@@ -32,7 +33,11 @@ const connection::command connection::command_table[] = {
     {"delete", &connection::_delete},
     {"join", &connection::_join},
     {"leave", &connection::_leave},
+    {"clear", &connection::_clear},
+    {"set", &connection::_set},
     {"recording", &connection::_recording},
+    {"list", &connection::_list},
+    {"show", &connection::_show},
     {"recover", &connection::_recover},
     {"queue_count", &connection::_queue_count},
     {"play", &connection::_play},
@@ -108,7 +113,7 @@ void connection::handle_output_drained() {
 }
 
 std::string connection::handle_command(const char* line) {
-    log_line() << "<- tolvey connection(" << name << "): " << line;
+    log_line() << "<- tolvey connection(" << name << "): " << without_keys(line);
     std::string reply;
     try {
         reply = dispatch(line);

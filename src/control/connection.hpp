@@ -60,7 +60,9 @@ class connection {
     [[nodiscard]] stream* find_stream(const std::string& id) const;
     [[nodiscard]] bridge* find_bridge(const std::string& id) const;
 
-    // Playing tones: feature_commands.cpp
+    // Features of streams: feature_commands.cpp
+    std::string _set(words& arguments);
+    std::string _clear(words& arguments);
     std::string _play(words& arguments);
 
     // Creating objects: create_commands.cpp
@@ -81,7 +83,13 @@ class connection {
     std::string stop_recording(stream& recorded, const std::string& recording_name);
 
     // Telling: listing_commands.cpp
+    std::string _list(words& arguments);
+    std::string _show(words& arguments);
     std::string _queue_count(words& arguments);
+    [[nodiscard]] std::string list_streams() const;
+    [[nodiscard]] std::string list_bridges() const;
+    void show_streams(const words& ids) const;
+    void show_bridges(const words& ids) const;
 
     // Ending, joining and parting objects: object_commands.cpp
     std::string _delete(words& arguments);

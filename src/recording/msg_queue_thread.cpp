@@ -120,8 +120,8 @@ void MsgQueueThread::await_requests() {
 }
 
 void MsgQueueThread::stats_callback(ev::timer&, int) {
-    log_line() << "-- " << name << ": current queue size " << count
-               << " max size since last report " << max_count;
+    log_line() << "-- " << name << ": current queue size " << count.load()
+               << " max size since last report " << max_count.load();
     max_count = 0;
 }
 

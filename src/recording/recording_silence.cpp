@@ -11,8 +11,8 @@
 namespace vocalink {
 
 using util::log_line;
-using util::operator+=;
-using util::operator-;
+using util::operator+=; // NOLINT: used below
+using util::operator-;  // NOLINT
 using util::nanoSeconds;
 
 namespace {
@@ -86,8 +86,8 @@ void recording::fill_gap(const char* packet, int payload_bytes) {
     const auto frame_bytes = static_cast<unsigned>(payload_frame_size(payload));
     const auto bytes = static_cast<unsigned>(payload_bytes);
     if (elapsed > std::uint64_t{bytes} * ts_inc) {
-        auto missing =
-            static_cast<unsigned>(elapsed / (frame_bytes * ts_inc)) - bytes / frame_bytes;
+        auto missing = static_cast<unsigned>(elapsed / (std::uint64_t{frame_bytes} * ts_inc)) -
+                       bytes / frame_bytes;
         if (missing > max_filled_frames) {
             if (gap_lines.admit()) {
                 log_line("recording", name) << "silence frames truncated from " << missing << " to "

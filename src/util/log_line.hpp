@@ -27,12 +27,13 @@ class log_line {
         text += piece;
         return *this;
     }
-    log_line& operator<<(char c) {
+    template <std::same_as<char> Char>
+    log_line& operator<<(Char c) {
         text += c;
         return *this;
     }
     template <std::integral Number>
-    log_line& operator<<(Number number) {
+    requires(!std::same_as<Number, char>) log_line& operator<<(Number number) {
         char digits[24];
         const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
         text.append(digits, end);

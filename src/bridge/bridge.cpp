@@ -43,6 +43,12 @@ void bridge::add_stream(stream* joining) {
     special_speakers.reserve(streams.size());
     frames.reserve(streams.size());
 
+    choose_mode_after_join();
+    last_change = loop_now();
+    log_line("bridge", id) << "stream(" << joining->id << ") joined.";
+}
+
+void bridge::choose_mode_after_join() {
     if (streams.size() == 1) {
         enable_null_sync();
     } else if (streams.size() == 2) {
@@ -64,8 +70,6 @@ void bridge::add_stream(stream* joining) {
         }
         join_pending = true;
     }
-    last_change = loop_now();
-    log_line("bridge", id) << "stream(" << joining->id << ") joined.";
 }
 
 void bridge::remove_stream(std::string stream_id) {

@@ -15,7 +15,7 @@ namespace vocalink {
 
 /** A set of member streams and the one of three ways in which audio moves between them: a lone
  *  member is drained, two of one codec are relayed packet by packet, and everything else is mixed
- * on a timer.
+ *  on a timer.
  *
  *  Owned by the connection that created it; ends itself when it has been empty for the time-out, as
  *  the last act of its own timer's callback. Members are views: their connection owns them, and
@@ -49,6 +49,7 @@ class bridge {
     void show_streams() const;
 
   private:
+    void choose_mode_after_join();
     void let_go(stream& leaving);
 
     // Synchronisation: bridge_sync.cpp

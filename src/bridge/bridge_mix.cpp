@@ -14,12 +14,9 @@ namespace {
 constexpr double first_cycle_s = 0.02;
 constexpr double cycle_s = 0.03;
 
-constexpr int sound_kind = 3;
-constexpr int event_kind = 4;
-
 /** Kinds that only speak. */
 bool receives_mix(const stream& member) {
-    return member.get_type() != sound_kind && member.get_type() != event_kind;
+    return member.get_type() != kind_sound && member.get_type() != kind_event;
 }
 
 /** What a member contributes for itself to a sum that it is no part of. */
@@ -68,7 +65,7 @@ void bridge::sum_open_speakers() {
     open_sum.fill(0);
     special_speakers.clear();
     for (const auto& [member_id, member] : streams) {
-        if (member->is_restricted() || member->get_type() == event_kind) {
+        if (member->is_restricted() || member->get_type() == kind_event) {
             special_speakers.push_back(member);
         } else {
             add_frame(open_sum, member->incoming_packet(), max_frame_samples);
@@ -97,7 +94,7 @@ void bridge::mix_all_heard(stream& listener) {
         if (speaker == &listener || !speaker->may_be_heard_by(listener.id)) {
             continue;
         }
-        if (speaker->get_type() == event_kind) {
+        if (speaker->get_type() == kind_event) {
             pass_event(*speaker, listener);
         } else {
             add_frame(heard, speaker->incoming_packet(), listener.frame_samples());
@@ -113,7 +110,7 @@ void bridge::mix_sources(stream& listener) {
         if (speaker == nullptr || speaker == &listener || !speaker->may_be_heard_by(listener.id)) {
             continue;
         }
-        if (speaker->get_type() == event_kind) {
+        if (speaker->get_type() == kind_event) {
             pass_event(*speaker, listener);
         } else {
             frames.push_back(speaker->incoming_packet());

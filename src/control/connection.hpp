@@ -17,7 +17,7 @@ namespace vocalink {
 
 /** An accepted client of the control socket. Every command line gets one reply line; notices stand
  *  between them. Owns every stream and bridge made through it: they end with it, and their ids
- * count only within it.
+ *  count only within it.
  *
  *  Owned by main; ends itself at the end of its input, as the last act of handle_input. Loop thread
  *  only. */

@@ -15,7 +15,7 @@ using util::log_line;
 namespace {
 
 /** Calls show for the object of each id, in the order given, or for all when no id is given;
- * unknown ids are passed over. */
+ *  unknown ids are passed over. */
 template <class Object, class Show>
 void show_each(const std::map<std::string, Object*>& objects, const std::deque<std::string>& ids,
                Show show) {

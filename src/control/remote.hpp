@@ -10,7 +10,7 @@
 namespace vocalink {
 
 /** Connects to a daemon's control socket and passes bytes through both ways, unchanged, until
- * either side ends. Owned by the process entry. */
+ *  either side ends. Owned by the process entry. */
 class remote {
   public:
     /** Ends the process with status 1 when it cannot connect.

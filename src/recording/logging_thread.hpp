@@ -23,7 +23,7 @@ class LoggingThread : public MsgQueueThread {
     [[nodiscard]] static LoggingThread& instance();
 
     /** Queues data for a file, unless the writer is so far behind that what waits for it has
-     * reached 64 MiB: memory must not grow with a disk that is stuck. Loop thread.
+     *  reached 64 MiB: memory must not grow with a disk that is stuck. Loop thread.
      *  @return whether it was queued; if not, the request is gone */
     [[nodiscard]] bool queue_data(std::unique_ptr<DataRequest> request);
 

@@ -14,7 +14,7 @@ inline constexpr int pcap_record_header_bytes = 48;
 /** The prefix of every record, used as a template for the packets of one direction.
  *
  *  Record header and link header (address family), 20 bytes, are little-endian; the IPv4 header
- * from byte 20 and the UDP header from byte 40 are in network order. */
+ *  from byte 20 and the UDP header from byte 40 are in network order. */
 struct pkt_hdr_pcap {
     std::array<char, pcap_record_header_bytes> bytes{};
 
@@ -35,7 +35,7 @@ struct pkt_hdr_pcap {
 [[nodiscard]] const std::array<char, 24>& pcap_global_header();
 
 /** The Internet checksum (RFC 1071), to be stored as it is; an odd last byte counts as the low one
- * of a word in memory order. */
+ *  of a word in memory order. */
 [[nodiscard]] std::uint16_t iphdr_cksum(const void* data, int len);
 
 } // namespace vocalink

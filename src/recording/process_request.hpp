@@ -13,7 +13,7 @@
 namespace vocalink {
 
 /** A request on its way to a worker. Made by a producer with new; the worker that drains it from
- * its queue deletes it. The tags of the two workers overlap: a request must go to the one that
+ *  its queue deletes it. The tags of the two workers overlap: a request must go to the one that
  *  understands it. */
 class ProcessRequest {
   public:

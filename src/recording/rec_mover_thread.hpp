@@ -11,8 +11,8 @@
 namespace vocalink {
 
 /** Moves files with /bin/mv, so that a slow move across file systems holds up neither the writer
- * nor the loop, and sends the notices of recordings down a pipe: a line each, "OWNER REC_STARTED
- * FILE STREAM" or "OWNER REC_FINISHED FILE STREAM". Singleton, owned by main. */
+ *  nor the loop, and sends the notices of recordings down a pipe: a line each, "OWNER REC_STARTED
+ *  FILE STREAM" or "OWNER REC_FINISHED FILE STREAM". Singleton, owned by main. */
 class RecMoverThread : public MsgQueueThread {
   public:
     RecMoverThread();

@@ -27,7 +27,7 @@ dtmf_stream::dtmf_stream(std::string stream_id, std::string digit_text, int payl
                          int commanded_duration)
     : timer_stream(std::move(stream_id), ""), end_after(commanded_duration / 30),
       digits(std::move(digit_text)), duration(commanded_duration), event{0, volume, 0, 0} {
-    type = 4;
+    type = kind_event;
     log_line() << "payload_type=" << payload_type;
     arm_timeout_timer();
     rtp_packet::init_header(rtp_header.data(), payload_type, util::system_random());

@@ -17,7 +17,8 @@ ilbc_decoder_ptr make_ilbc_decoder(int frame_bytes) {
         throw stream_exception("Could not create codec");
     }
     ilbc_decoder_ptr decoder(made);
-    WebRtcIlbcfix_DecoderInit(decoder.get(), frame_bytes == ilbc_30ms_frame_bytes ? 30 : 20);
+    WebRtcIlbcfix_DecoderInit(
+        decoder.get(), static_cast<std::int16_t>(frame_samples_of(frame_bytes) / samples_per_ms));
     return decoder;
 }
 

@@ -17,7 +17,7 @@ using g729_decoder_ptr =
 using ilbc_decoder_ptr = util::c_handle<IlbcDecoderInstance, WebRtcIlbcfix_DecoderFree>;
 
 /** The decoder of one stream. A state, several kilobytes, is made only for the codecs that have
- * one: G.729 and iLBC. Belongs to its stream; loop thread only. */
+ *  one: G.729 and iLBC. Belongs to its stream; loop thread only. */
 class frame_decoder {
   public:
     /** @param frame_bytes  encoded bytes per packet; 50 selects the 30 ms mode of iLBC

@@ -17,7 +17,8 @@ ilbc_encoder_ptr make_ilbc_encoder(int frame_bytes) {
         throw stream_exception("Could not create codec");
     }
     ilbc_encoder_ptr encoder(made);
-    WebRtcIlbcfix_EncoderInit(encoder.get(), frame_bytes == ilbc_30ms_frame_bytes ? 30 : 20);
+    WebRtcIlbcfix_EncoderInit(
+        encoder.get(), static_cast<std::int16_t>(frame_samples_of(frame_bytes) / samples_per_ms));
     return encoder;
 }
 
@@ -48,7 +49,7 @@ void frame_encoder::encode(const short* samples, char* encoded) {
     }
     case ILBC:
         WebRtcIlbcfix_Encode(ilbc_encoder.get(), samples,
-                             frame_bytes == ilbc_30ms_frame_bytes ? 240 : 160, octets);
+                             static_cast<std::size_t>(frame_samples_of(frame_bytes)), octets);
         break;
     case PCMU:
         linear2ulaw(samples, encoded, frame_bytes);

@@ -17,7 +17,7 @@ using g729_encoder_ptr =
 using ilbc_encoder_ptr = util::c_handle<IlbcEncoderInstance, WebRtcIlbcfix_EncoderFree>;
 
 /** The encoder of one stream. A state, several kilobytes, is made only for the codecs that have
- * one: G.729 and iLBC. Belongs to its stream; loop thread only. */
+ *  one: G.729 and iLBC. Belongs to its stream; loop thread only. */
 class frame_encoder {
   public:
     /** @param frame_bytes  encoded bytes per packet; 50 selects the 30 ms mode of iLBC

@@ -2,16 +2,12 @@
 // Sums of linear frames, saturated at the 16-bit limits.
 #pragma once
 
+#include "streams/rtp_payload.hpp"
+
 #include <array>
 #include <cstdint>
 
 namespace vocalink {
-
-/** Samples of the longest frame: 30 ms at 8 kHz. */
-inline constexpr int max_frame_samples = 240;
-
-/** Samples of the usual frame: 20 ms at 8 kHz. */
-inline constexpr int usual_frame_samples = 160;
 
 /** A sum of frames before saturation; exact for up to 65,536 of them. */
 using frame_sum = std::array<std::int32_t, max_frame_samples>;

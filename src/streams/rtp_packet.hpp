@@ -23,7 +23,7 @@ namespace rtp_packet {
 
 /** Bytes before the payload: 12, or 16 with the extension flag; len for a packet that is too short
  *  or not of version 2, which leaves no payload. CSRC entries and the extension's own words count
- * as payload; peers that send either have their packets refused by size.
+ *  as payload; peers that send either have their packets refused by size.
  *  @param packet  len bytes; nothing beyond them is read */
 [[nodiscard]] int get_hdr_size(const char* packet, int len);
 

@@ -22,6 +22,18 @@ inline constexpr int last_event_payload = 103;
 /** Encoded bytes of a 30 ms iLBC frame; by this number a stream knows that its frames are 30 ms. */
 inline constexpr int ilbc_30ms_frame_bytes = 50;
 
+/** Everything runs at 8 kHz. */
+inline constexpr int samples_per_ms = 8;
+
+/** Samples of the longest frame, 30 ms at 8 kHz, and of the usual one, 20 ms. */
+inline constexpr int max_frame_samples = 240;
+inline constexpr int usual_frame_samples = 160;
+
+/** Samples in a frame of that many encoded bytes. */
+[[nodiscard]] constexpr int frame_samples_of(int frame_bytes) {
+    return frame_bytes == ilbc_30ms_frame_bytes ? max_frame_samples : usual_frame_samples;
+}
+
 /** One G.729 frame is 10 ms; a packet carries two. */
 inline constexpr int g729_frame_bytes = 10;
 inline constexpr int g729_frame_samples = 80;

@@ -32,15 +32,24 @@ rtp_stream::rtp_stream(std::string stream_id, std::string local_ip, std::string 
                        int remote_port, std::string encoding_word)
     : stream(std::move(stream_id), std::move(encoding_word)), encoder(payload, frame_bytes),
       decoder(payload, frame_bytes) {
-    type = 1;
+    type = kind_rtp;
+    local_addr.sin_family = AF_INET;
     remote_addr.sin_family = AF_INET;
     remote_addr.sin_port = htons(static_cast<std::uint16_t>(remote_port));
     if (!util::parse_ipv4(remote_ip, remote_addr.sin_addr)) {
         refuse_address("bad remote address " + remote_ip);
     }
+    if (!util::parse_ipv4(local_ip, local_addr.sin_addr)) {
+        refuse_address("could not bind socket: bad local address " + local_ip);
+    }
     arm_timeout_timer();
     fd = new_udp_socket();
-    bind_local(local_ip);
+    own_packet.fill(idle_payload_byte(payload));
+    rtp_packet::init_header(own_packet.data(), payload, util::system_random());
+    if (IN_MULTICAST(ntohl(remote_addr.sin_addr.s_addr))) {
+        enable_sap();
+    }
+    bind_local();
     read_back_local_address();
     log_line("stream", id) << "fd " << fd.get() << " bound to " << util::endpoint_text(local_addr);
     if (payload == PCMU) {
@@ -50,15 +59,12 @@ rtp_stream::rtp_stream(std::string stream_id, std::string local_ip, std::string 
     }
     pcap_in = pkt_hdr_pcap(remote_addr, local_addr);
     pcap_out = pkt_hdr_pcap(local_addr, remote_addr);
-    own_packet.fill(idle_payload_byte(payload));
-    rtp_packet::init_header(own_packet.data(), payload, util::system_random());
-    if (IN_MULTICAST(ntohl(remote_addr.sin_addr.s_addr))) {
-        enable_sap();
-    }
 }
 
 rtp_stream::~rtp_stream() {
-    sap.reset();
+    if (sap) {
+        sap->say_goodbye();
+    }
     if (encrypt_failures != 0 || decrypt_failures != 0) {
         log_line("stream", id) << "total srtp errors: " << encrypt_failures << " encrypt failures, "
                                << decrypt_failures << "unencrypt failures.";
@@ -88,16 +94,11 @@ util::unique_fd rtp_stream::new_udp_socket() {
     return created;
 }
 
-void rtp_stream::bind_local(const std::string& local_ip) {
-    sockaddr_in wanted{};
-    wanted.sin_family = AF_INET;
-    if (!util::parse_ipv4(local_ip, wanted.sin_addr)) {
-        refuse_address("could not bind socket: bad local address " + local_ip);
-    }
+void rtp_stream::bind_local() {
     const int start = local_ports.next();
     do {
-        wanted.sin_port = htons(static_cast<std::uint16_t>(local_ports.take()));
-        if (::bind(fd.get(), generic(wanted), sizeof wanted) == 0) {
+        local_addr.sin_port = htons(static_cast<std::uint16_t>(local_ports.take()));
+        if (::bind(fd.get(), generic(local_addr), sizeof local_addr) == 0) {
             return;
         }
         if (errno != EADDRINUSE && errno != EACCES) {

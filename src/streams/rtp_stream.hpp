@@ -56,7 +56,7 @@ class rtp_stream : public stream {
     // Construction: rtp_stream.cpp
     /** A non-blocking UDP socket. @throws stream_exception */
     static util::unique_fd new_udp_socket();
-    void bind_local(const std::string& local_ip);
+    void bind_local();
     void read_back_local_address();
     [[noreturn]] void refuse_address(const std::string& why);
 
@@ -65,6 +65,7 @@ class rtp_stream : public stream {
     int receive(char* packet, int room, sockaddr_in& sender);
     int drain_socket(char* packet, int room, int received, sockaddr_in& sender, int& hdr);
     void unprotect_drained(char* packet, int previous, int received);
+    void note_reception(const sockaddr_in& sender, int received);
     int audio_packet_data(const char* pkt, int len);
     static bool is_cut_event(const char* pkt, int len, int hdr);
     bool classify(const char* pkt, int hdr);
@@ -76,6 +77,7 @@ class rtp_stream : public stream {
     void decode(char* encoded);
 
     // Sending: rtp_stream_send.cpp
+    void report_size_mismatch(int need, int available);
     void prepare_own_packet(bool audio);
     void renumber_event(char* pkt, int hdr);
     int send_protected(const char* pkt, int len);
@@ -103,8 +105,8 @@ class rtp_stream : public stream {
         srtp_session recv;
     };
     std::unique_ptr<srtp_sessions> srtp; // once keys are set
-    int encrypt_failures = 0;
-    int decrypt_failures = 0;
+    long long encrypt_failures = 0;
+    long long decrypt_failures = 0;
 
     std::unique_ptr<sap_announcer> sap; // of a stream that sends to a multicast group
 
@@ -116,8 +118,8 @@ class rtp_stream : public stream {
     /** Header template and payload of the packets that this stream makes itself. */
     alignas(4) std::array<char, rtp_header_bytes + usual_frame_samples> own_packet{};
 
-    std::bitset<128> logged_types; // unknown payload types that have had their log line
-    int suppressed_types = 0;      // packets of such types since
+    std::bitset<128> logged_types;  // unknown payload types that have had their log line
+    long long suppressed_types = 0; // packets of such types since
     util::repeat_guard size_mismatches;
     util::repeat_guard send_errors;
 

@@ -48,13 +48,7 @@ int rtp_stream::read_incoming_rtp(char* buf, int len, bool drain) {
     if (drain) {
         received = drain_socket(packet, room, received, sender, hdr);
     }
-    if (std::memcmp(&sender, &remote_addr, sizeof sender) != 0) {
-        remote_addr = sender;
-    }
-    if (received > 0) {
-        count_incoming(received);
-    }
-    update_jitter();
+    note_reception(sender, received);
     if (received - hdr - rtp_packet::get_padding_size(packet, received) != frame_bytes) {
         return 0;
     }
@@ -62,6 +56,17 @@ int rtp_stream::read_incoming_rtp(char* buf, int len, bool drain) {
         decode(packet + hdr);
     }
     return received;
+}
+
+/** Follows the sender and counts what it sent. */
+void rtp_stream::note_reception(const sockaddr_in& sender, int received) {
+    if (std::memcmp(&sender, &remote_addr, sizeof sender) != 0) {
+        remote_addr = sender;
+    }
+    if (received > 0) {
+        count_incoming(received);
+    }
+    update_jitter();
 }
 
 /** @return bytes received, or -1 with errno */
@@ -91,8 +96,8 @@ int rtp_stream::drain_socket(char* packet, int room, int received, sockaddr_in& 
 }
 
 /** A drained packet is unprotected over the length of the packet before it and then taken at its
- * own length: in a burst of packets of one size these are the same. What lies behind a shorter
- * packet is cleared, so that nothing of the one before takes part. */
+ *  own length: in a burst of packets of one size these are the same. What lies behind a shorter
+ *  packet is cleared, so that nothing of the one before takes part. */
 void rtp_stream::unprotect_drained(char* packet, int previous, int received) {
     if (!srtp) {
         return;

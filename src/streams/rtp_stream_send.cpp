@@ -16,7 +16,9 @@ using util::log_line;
 namespace {
 
 constexpr std::uint32_t event_spacing = 960; // timestamp units from one relayed event to the next
-constexpr int no_packet_type = PCMU;
+
+// A packet without a type is refused like one that lacks a whole frame of audio.
+constexpr int type_of_short_packet = PCMU;
 
 } // namespace
 
@@ -26,16 +28,13 @@ int rtp_stream::write_outgoing(const char* buf, int len) {
     const int available = own ? static_cast<int>(own_packet.size()) : len;
 
     const bool typed = available >= rtp_header_bytes;
-    const int payload_type = typed ? rtp_packet::payload_type(pkt) : no_packet_type;
+    const int payload_type = typed ? rtp_packet::payload_type(pkt) : type_of_short_packet;
     const bool audio = is_audio_payload(payload_type);
     const int hdr = rtp_packet::get_hdr_size(pkt, available);
     const int need = hdr + (audio ? frame_bytes : event_payload_bytes) +
                      rtp_packet::get_padding_size(pkt, available);
     if (need > available) {
-        if (size_mismatches.admit()) {
-            log_line() << "packet size mismatch: " << need << " > " << available;
-            log_line("stream", id) << "future packet size mismatches for stream will be suppressed";
-        }
+        report_size_mismatch(need, available);
         return 0;
     }
     if (own) {
@@ -52,6 +51,13 @@ int rtp_stream::write_outgoing(const char* buf, int len) {
     last_rx_time = util::loop_now();
     outgoing_packets += 1;
     return srtp ? send_protected(pkt, need) : send_packet(pkt, need);
+}
+
+void rtp_stream::report_size_mismatch(int need, int available) {
+    if (size_mismatches.admit()) {
+        log_line() << "packet size mismatch: " << need << " > " << available;
+        log_line("stream", id) << "future packet size mismatches for stream will be suppressed";
+    }
 }
 
 void rtp_stream::prepare_own_packet(bool audio) {

@@ -25,11 +25,12 @@ void rtp_stream::set_stream_encryption(const unsigned char* send_key,
                    << srtp_error(receiving.status());
         throw stream_exception("could not create srtp receive session");
     }
+    sending.reserve(rtp_packet::ssrc(own_packet.data()));
     srtp = std::make_unique<srtp_sessions>(srtp_sessions{std::move(sending), std::move(receiving)});
 }
 
 /** Unprotects a received packet in place, if keys are set. A failure is counted, and the packet
- * goes on as it is. @param len  bytes in and out */
+ *  goes on as it is. @param len  bytes in and out */
 void rtp_stream::unprotect(char* packet, int& len) {
     if (!srtp) {
         return;

@@ -49,7 +49,7 @@ void rtp_stream::dump_stats(std::ostream& os) {
 }
 
 void rtp_stream::dump_detailed_stats(std::ostream& os) {
-    os << util::format("%15s %6lld/%3d %6lld/%3d    %2.2fms        %c", id.c_str(),
+    os << util::format("%15s %6lld/%3lld %6lld/%3lld    %2.2fms        %c", id.c_str(),
                        incoming_packets, read_failures, outgoing_packets, write_failures,
                        jitter * 1000.0, restricted ? 'T' : 'F');
     dump_targets(os);

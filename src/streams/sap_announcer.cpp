@@ -39,6 +39,12 @@ sockaddr_in ipv4_address(std::uint32_t ip, std::uint16_t port) {
     return address;
 }
 
+/** Lets this host hear what is multicast on a socket. @return false with errno */
+bool enable_multicast_loopback(int socket) {
+    const int on = 1;
+    return ::setsockopt(socket, IPPROTO_IP, IP_MULTICAST_LOOP, &on, sizeof on) == 0;
+}
+
 iovec part(const void* bytes, std::size_t length) {
     return {const_cast<void*>(bytes), length};
 }
@@ -58,7 +64,7 @@ std::string sap_sdp_text(const sap_description& described, std::uint32_t ntp_sec
     return text.data();
 }
 
-sap_announcer::sap_announcer(std::string stream_id, util::unique_fd socket,
+sap_announcer::sap_announcer(std::string stream_id, util::unique_fd socket, int audio_socket,
                              const sap_description& described)
     : id(std::move(stream_id)), sap_socket(std::move(socket)),
       sap_msg_id_hash(static_cast<std::uint16_t>(static_cast<unsigned>(std::rand()) *
@@ -74,14 +80,14 @@ sap_announcer::sap_announcer(std::string stream_id, util::unique_fd socket,
     if (::connect(sap_socket.get(), reinterpret_cast<const sockaddr*>(&group), sizeof group) != 0) {
         refuse("could not connect SAP socket");
     }
-    if (!enable_multicast_loopback(sap_socket.get())) {
+    if (!enable_multicast_loopback(audio_socket) || !enable_multicast_loopback(sap_socket.get())) {
         refuse("could not enable multicast loopback");
     }
     sap_timer.set<sap_announcer, &sap_announcer::sap_announce>(this);
     sap_timer.start(0.0, announce_period_s);
 }
 
-sap_announcer::~sap_announcer() {
+void sap_announcer::say_goodbye() {
     log_line() << "stream(" << id << "): sending SAP goodbye to 224.0.0.56:9875";
     send_sap_announcement(true);
 }
@@ -114,11 +120,6 @@ void sap_announcer::send_sap_announcement(bool goodbye) {
     if (::sendmsg(sap_socket.get(), &message, MSG_DONTWAIT) < 0) {
         log_line() << "sendmsg SAP failed: " << error_text(errno);
     }
-}
-
-bool enable_multicast_loopback(int socket) {
-    const int on = 1;
-    return ::setsockopt(socket, IPPROTO_IP, IP_MULTICAST_LOOP, &on, sizeof on) == 0;
 }
 
 } // namespace vocalink

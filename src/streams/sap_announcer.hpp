@@ -25,17 +25,22 @@ struct sap_description {
  *  @param ntp_seconds  start of the session */
 [[nodiscard]] std::string sap_sdp_text(const sap_description& described, std::uint32_t ntp_seconds);
 
-/** Multicasts a description to 224.0.0.56:9875 at once and every five seconds, and a deletion at
- * its end. Belongs to its stream; loop thread only. */
+/** Multicasts a description to 224.0.0.56:9875 at once and every five seconds. Belongs to its stream;
+ *  loop thread only. */
 class sap_announcer {
   public:
     /** @param stream_id  for log lines
      *  @param socket  a new UDP socket, taken over
+     *  @param audio_socket  the stream's own, which is to be heard on this host too
      *  @throws stream_exception when the socket cannot be used for it */
-    sap_announcer(std::string stream_id, util::unique_fd socket, const sap_description& described);
+    sap_announcer(std::string stream_id, util::unique_fd socket, int audio_socket,
+                  const sap_description& described);
     sap_announcer(const sap_announcer&) = delete;
     sap_announcer& operator=(const sap_announcer&) = delete;
-    ~sap_announcer();
+    ~sap_announcer() = default;
+
+    /** Sends the deletion. */
+    void say_goodbye();
 
   private:
     void sap_announce(ev::timer& timer, int events);
@@ -48,8 +53,5 @@ class sap_announcer {
     std::string sap_sdp;
     ev::timer sap_timer;
 };
-
-/** Lets hosts hear their own multicasts on that socket. @return false with errno */
-[[nodiscard]] bool enable_multicast_loopback(int socket);
 
 } // namespace vocalink

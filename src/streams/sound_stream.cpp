@@ -18,7 +18,7 @@ sound_stream::sound_stream(std::string stream_id, std::string path, bool loop_fi
                            std::string encoding_word)
     : timer_stream(std::move(stream_id), std::move(encoding_word)), filename(std::move(path)),
       loopflag(loop_file), file(filename), decoder(payload, frame_bytes) {
-    type = 3;
+    type = kind_sound;
     if (!file.is_open()) {
         log_line("stream", id) << "could not open sound file " << filename;
         throw stream_exception("Could not open sound file");
@@ -99,8 +99,8 @@ void sound_stream::dump_stats(std::ostream& os) {
 }
 
 void sound_stream::dump_detailed_stats(std::ostream& os) {
-    os << util::format("%15s            %6lld/%3d %c", id.c_str(), incoming_packets, read_failures,
-                       restricted ? 'T' : 'F');
+    os << util::format("%15s            %6lld/%3lld %c", id.c_str(), incoming_packets,
+                       read_failures, restricted ? 'T' : 'F');
     dump_targets(os);
 }
 

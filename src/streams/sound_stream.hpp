@@ -13,8 +13,8 @@
 namespace vocalink {
 
 /** Speaks a file of encoded frames into a bridge and hears nothing. The file holds nothing but
- * frames of frame_bytes bytes each; a last incomplete one is not played. One that does not loop
- * ends at the end of its file, with the time-out notice, on the next turn of the loop. */
+ *  frames of frame_bytes bytes each; a last incomplete one is not played. One that does not loop
+ *  ends at the end of its file, with the time-out notice, on the next turn of the loop. */
 class sound_stream : public timer_stream {
   public:
     /** @throws stream_exception "Could not open sound file" for whatever is not a readable regular

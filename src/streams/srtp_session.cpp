@@ -5,6 +5,7 @@
 #include "streams/rtp_packet.hpp"
 
 #include <algorithm>
+#include <array>
 
 namespace vocalink {
 
@@ -57,33 +58,43 @@ srtp_session::srtp_session(srtp_ssrc_type_t direction,
     }
 }
 
+void srtp_session::reserve(std::uint32_t source) {
+    sources.push_back(source);
+}
+
 srtp_err_status_t srtp_session::protect(char* packet, int& len) {
-    note_source(packet, len);
-    return srtp_protect(session.get(), packet, &len);
+    return run(srtp_protect, packet, len);
 }
 
 srtp_err_status_t srtp_session::unprotect(char* packet, int& len) {
-    note_source(packet, len);
-    return srtp_unprotect(session.get(), packet, &len);
+    return run(srtp_unprotect, packet, len);
 }
 
-/** Keeps count of the sources that libsrtp is about to hold a state for, and lets the oldest go. */
-void srtp_session::note_source(const char* packet, int len) {
+/** Runs a libsrtp operation, which makes a state for a source that it accepts for the first time.
+ */
+template <class Operation>
+srtp_err_status_t srtp_session::run(Operation operation, char* packet, int& len) {
     if (len < rtp_header_bytes) {
-        return;
+        return operation(session.get(), packet, &len); // refuses it
     }
     const std::uint32_t source = rtp_packet::ssrc(packet);
-    const std::size_t known = std::min(source_count, kept_sources);
-    const auto end = sources.begin() + static_cast<std::ptrdiff_t>(known);
-    if (std::find(sources.begin(), end, source) != end) {
-        return;
+    const bool known = is_known(source);
+    if (!known && sources.size() >= max_sources) {
+        return srtp_err_status_no_ctx;
     }
-    std::uint32_t& place = sources[source_count % kept_sources];
-    if (known == kept_sources) {
-        srtp_remove_stream(session.get(), place);
+    const srtp_err_status_t status = operation(session.get(), packet, &len);
+    if (status == srtp_err_status_ok) {
+        if (!known) {
+            sources.push_back(source);
+        }
+        latest_source = source;
     }
-    place = source;
-    source_count += 1;
+    return status;
+}
+
+bool srtp_session::is_known(std::uint32_t source) const {
+    return (source == latest_source && !sources.empty()) ||
+           std::find(sources.begin(), sources.end(), source) != sources.end();
 }
 
 } // namespace vocalink

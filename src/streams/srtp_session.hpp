@@ -6,11 +6,11 @@
 
 #include <srtp2/srtp.h>
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <type_traits>
+#include <vector>
 
 namespace vocalink {
 
@@ -23,14 +23,20 @@ inline constexpr std::size_t srtp_key_bytes = 30;
 using srtp_session_ptr = util::c_handle<std::remove_pointer_t<srtp_t>, srtp_dealloc>;
 
 /** Protects or unprotects packets with AES-128 in counter mode and no authentication tag, so that
- *  packets keep their length. Any source is taken; the states of the latest 32 are kept, since a
- * peer can make up as many as it likes. Loop thread only. */
+ *  packets keep their length. Each source (SSRC) has a state of its own, with its rollover counter
+ *  and replay window, for as long as the session lives. A peer can make up sources at will, so
+ *  beyond 256 a new one is refused rather than an old one forgotten. Loop thread only. */
 class srtp_session {
   public:
-    /** Makes a session. is_open() tells whether that went well; if not, status() says why.
+    /** Makes a session; makes none when libsrtp refuses. is_open() tells whether that went well; if
+     *  not, status() says why.
      *  @param direction  ssrc_any_outbound to protect, ssrc_any_inbound to unprotect */
     srtp_session(srtp_ssrc_type_t direction,
                  std::span<const unsigned char, srtp_key_bytes> key_and_salt);
+
+    /** Keeps a place for a source that will come, however many others do. @param source  SSRC as it
+     *  stands in packets */
+    void reserve(std::uint32_t source);
 
     [[nodiscard]] bool is_open() const { return session != nullptr; }
     [[nodiscard]] srtp_err_status_t status() const { return creation_status; }
@@ -41,14 +47,16 @@ class srtp_session {
     [[nodiscard]] srtp_err_status_t unprotect(char* packet, int& len);
 
   private:
-    void note_source(const char* packet, int len);
+    [[nodiscard]] bool is_known(std::uint32_t source) const;
+    template <class Operation>
+    srtp_err_status_t run(Operation operation, char* packet, int& len);
 
-    static constexpr std::size_t kept_sources = 32;
+    static constexpr std::size_t max_sources = 256;
 
     srtp_session_ptr session;
     srtp_err_status_t creation_status = srtp_err_status_ok;
-    std::array<std::uint32_t, kept_sources> sources{}; // SSRCs as in the packets, a ring
-    std::size_t source_count = 0;                      // ever seen
+    std::vector<std::uint32_t> sources; // SSRCs that have a state, as in the packets
+    std::uint32_t latest_source = 0;    // which is most likely the next
 };
 
 } // namespace vocalink

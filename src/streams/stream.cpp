@@ -48,7 +48,7 @@ stream::~stream() {
 }
 
 int stream::frame_samples() const {
-    return frame_bytes == ilbc_30ms_frame_bytes ? max_frame_samples : usual_frame_samples;
+    return frame_samples_of(frame_bytes);
 }
 
 void stream::clear_incoming_buffer() {

@@ -19,10 +19,18 @@
 
 namespace vocalink {
 
+/** Codes of the kinds that others must tell apart. */
+enum stream_kind : int {
+    kind_other = 0,
+    kind_rtp = 1,
+    kind_sound = 3, // speaks only
+    kind_event = 4, // speaks only, in packets that are passed on unmixed
+};
+
 /** An endpoint that a bridge can read frames from and write frames to.
  *
  *  Owned by the connection that created it, as a raw pointer in a map: a stream may also end
- * itself, always as the last act of one of its own loop callbacks, and tells every holder through
+ *  itself, always as the last act of one of its own loop callbacks, and tells every holder through
  *  deleted_signal. Loop thread only. */
 class stream {
   public:
@@ -41,16 +49,15 @@ class stream {
     /** Emitted once with the id, by the base destructor: listeners may use the base part alone. */
     util::signal1<std::string> deleted_signal;
     /** Emitted with the stream itself when it has something to read. The stream listens to its
-     * input only while somebody is connected here. */
+     *  input only while somebody is connected here. */
     util::signal1<stream*> sync_signal;
     /** Carries notices to the controller, without line end. */
     util::signal1<std::string> notify_signal;
 
-    /** Kind code: 1 RTP, 3 sound file, 4 DTMF event, 0 all others. */
-    [[nodiscard]] int get_type() const { return type; }
+    [[nodiscard]] stream_kind get_type() const { return type; }
 
     /** The frame most recently received and decoded: 240 linear samples, of which a 20 ms codec
-     * uses 160; a DTMF event stream keeps its packet there instead. */
+     *  uses 160; a DTMF event stream keeps its packet there instead. */
     [[nodiscard]] short* incoming_packet() { return incoming.data(); }
     /** The frame to send next, of the same shape. */
     [[nodiscard]] short* outgoing_packet() { return outgoing.data(); }
@@ -103,7 +110,7 @@ class stream {
 
     /** Produces the next packet.
      *  @param buf  where the packet goes as received, len bytes of room; null to have it decoded
-     * into the incoming frame instead
+     *  into the incoming frame instead
      *  @param drain  take everything that waits, keeping the last
      *  @return bytes of the packet, 0 when there was none or it was not audio of this codec's size
      */
@@ -115,7 +122,7 @@ class stream {
                                        const unsigned char* recv_key);
     /** Sends a packet of len bytes as it is, or the encoded outgoing frame when buf is null. The
      *  packet may be shared with other members and is not changed.
-     *  @return bytes sent, 0 when nothing was, -1 when the socket was full */
+     *  @return bytes sent, 0 when nothing was, -1 when the socket would not take it at once */
     virtual int write_outgoing(const char* buf, int len) = 0;
     /** " incoming_packets=N outgoing_packets=N", and the failures if there were any. */
     virtual void output_stats(std::ostream& os);
@@ -162,7 +169,7 @@ class stream {
     bool selective = false;
     std::vector<std::string> sources; // sorted, no duplicates
     bool loop = false;                // the input is listened to
-    int type = 0;                     // kind code
+    stream_kind type = kind_other;
 
     double last_rx_time;         // s, loop clock: last packet received with data, or sent
     double prev_rx_time;         // s, the packet before
@@ -175,8 +182,8 @@ class stream {
     long long incoming_bytes = 0;
     long long outgoing_packets = 0;
     long long outgoing_bytes = 0;
-    int read_failures = 0;
-    int write_failures = 0;
+    long long read_failures = 0;
+    long long write_failures = 0;
     int last_event_seq = -1; // of the last DTMF event sent, -1 before the first
     int last_event_ts = -1;
     std::uint16_t spare_seq = 0;

@@ -39,11 +39,10 @@ std::string base64_decode(const std::string& text) {
     std::uint32_t bits = 0;
     int held = 0; // bits not yet given out
     for (const char c : text) {
-        const auto value = alphabet.find(c);
-        if (value == std::string_view::npos) {
+        if (!is_base64(static_cast<unsigned char>(c))) {
             break;
         }
-        bits = bits << 6 | static_cast<std::uint32_t>(value);
+        bits = bits << 6 | static_cast<std::uint32_t>(alphabet.find(c));
         held += 6;
         if (held >= 8) {
             held -= 8;

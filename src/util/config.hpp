@@ -9,7 +9,7 @@ namespace vocalink {
 class config {
   public:
     /** Reads -t -r -s -i -l -a, each with a value; a later one overrides an earlier one. What
-     * getopt does not know, it reports itself; parsing goes on. Other arguments are ignored. */
+     *  getopt does not know, it reports itself; parsing goes on. Other arguments are ignored. */
     config(int argc, char** argv);
 
     [[nodiscard]] static const config& instance();

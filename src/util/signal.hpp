@@ -90,7 +90,7 @@ template <class Object, class Class, class... Args>
  *  emission is not called later in it, one that is connected is not called until the next. A
  *  listener may destroy the object that owns the signal; nobody is called after that. Whoever emits
  *  must then not touch itself. Emitting to up to four listeners allocates nothing. Loop thread
- * only. */
+ *  only. */
 template <class... Args>
 class delegate_set {
   public:

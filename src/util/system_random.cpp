@@ -2,8 +2,7 @@
 // Random numbers from the system's source.
 #include "util/system_random.hpp"
 
-#include <cerrno>
-#include <system_error>
+#include "util/exceptions.hpp"
 
 #include <unistd.h>
 
@@ -12,7 +11,7 @@ namespace vocalink::util {
 std::uint32_t system_random() {
     std::uint32_t value = 0;
     if (getentropy(&value, sizeof value) != 0) {
-        throw std::system_error(errno, std::generic_category(), "getentropy");
+        throw stream_exception("Could not get a random number");
     }
     return value;
 }

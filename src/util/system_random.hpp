@@ -6,7 +6,8 @@
 
 namespace vocalink::util {
 
-/** 32 bits that do not repeat from one start of the process to the next. */
+/** 32 bits that do not repeat from one start of the process to the next.
+ *  @throws stream_exception when the system gives none */
 [[nodiscard]] std::uint32_t system_random();
 
 } // namespace vocalink::util

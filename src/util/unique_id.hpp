@@ -16,7 +16,7 @@ extern const char* const base34m;
 
 /** "T-R": microseconds since 10^9 s after the epoch, and two random digits, both in base 34.
  *  The random part comes from the unseeded rand() and is empty where it is 34. The first part grows
- * with every call, so identifiers of a process are unique. Loop thread only. */
+ *  with every call, so identifiers of a process are unique. Loop thread only. */
 [[nodiscard]] std::string uniqueid();
 
 } // namespace vocalink::util

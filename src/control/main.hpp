@@ -11,6 +11,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 
 #include <sys/un.h>
 
@@ -48,6 +49,7 @@ class main {
     // Recording notices: main_notices.cpp
     void setup_rec_mover_pipe();
     void handle_rec_thread_output(ev::io& io, int events);
+    void split_notices(std::string_view chunk);
     void deliver_notice(const std::string& line);
 
     ev::sig sigint_watcher;
@@ -63,7 +65,8 @@ class main {
     util::unique_fd rec_pipe_read_fd;
     util::unique_fd rec_pipe_write_fd; // the mover's end
     ev::io rec_pipe_watcher;
-    std::string notices; // read from the pipe, not yet a whole line
+    std::string notice;           // read from the pipe, not yet a whole line
+    bool notice_too_long = false; // the rest of it is left out
     RecMoverThread rec_mover;
     LoggingThread logger; // after the mover, to which it hands its files
 };

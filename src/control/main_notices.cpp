@@ -28,7 +28,9 @@ void main::setup_rec_mover_pipe() {
     }
     rec_pipe_read_fd.reset(ends[0]);
     rec_pipe_write_fd.reset(ends[1]);
-    ::fcntl(ends[0], F_SETFL, O_NONBLOCK);
+    if (::fcntl(ends[0], F_SETFL, O_NONBLOCK) != 0) {
+        log_line("main") << "rec_mover pipe stays blocking: " << error_text(errno);
+    }
     rec_pipe_watcher.set<main, &main::handle_rec_thread_output>(this);
     rec_mover.set_out_fd(ends[1]);
 }
@@ -44,19 +46,34 @@ void main::handle_rec_thread_output(ev::io&, int) {
     }
     if (received == 0) {
         log_line() << "Pipe closed.";
-        rec_pipe_watcher.stop();
+        rec_pipe_watcher.stop(); // it would stay readable
         return;
     }
-    notices.append(buffer.data(), static_cast<std::size_t>(received));
-    std::size_t begin = 0;
-    for (auto end = notices.find('\n'); end != std::string::npos; end = notices.find('\n', begin)) {
-        deliver_notice(notices.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    notices.erase(0, begin);
-    if (notices.size() > longest_notice) {
-        log_line() << "Error: output line too long";
-        notices.clear();
+    split_notices({buffer.data(), static_cast<std::size_t>(received)});
+}
+
+/** Puts lines together from what the pipe gives and hands each on. A line that is too long is left out
+ *  to its very end: its tail must not pass for a line of its own. */
+void main::split_notices(std::string_view chunk) {
+    while (!chunk.empty()) {
+        const auto end = chunk.find('\n');
+        notice.append(chunk.substr(0, end));
+        if (notice.size() > longest_notice) {
+            if (!notice_too_long) {
+                log_line() << "Error: output line too long";
+            }
+            notice_too_long = true;
+            notice.clear();
+        }
+        if (end == std::string_view::npos) {
+            return;
+        }
+        if (!notice_too_long) {
+            deliver_notice(notice);
+        }
+        notice_too_long = false;
+        notice.clear();
+        chunk.remove_prefix(end + 1);
     }
 }
 

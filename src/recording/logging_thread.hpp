@@ -7,6 +7,7 @@
 #include "recording/recording_file.hpp"
 
 #include <atomic>
+#include <chrono>
 #include <map>
 #include <memory>
 #include <string>
@@ -22,13 +23,15 @@ class LoggingThread : public MsgQueueThread {
     /** The instance made last. */
     [[nodiscard]] static LoggingThread& instance();
 
-    /** Queues data for a file, unless the writer is so far behind that what waits for it has
-     *  reached 64 MiB: memory must not grow with a disk that is stuck. Loop thread.
+    /** Queues data for a file, unless the writer is so far behind that 128 MiB wait for it, or 16 MiB
+     *  for this file, or several fillings of silence: memory must not grow with a disk that is stuck,
+     *  and no recording may take the others' share. Loop thread.
      *  @return whether it was queued; if not, the request is gone */
     [[nodiscard]] bool queue_data(std::unique_ptr<DataRequest> request);
 
   protected:
     void handle_request(ProcessRequest* request) override;
+    void handle_batch_end() override;
     void handle_idle() override;
 
   private:
@@ -46,12 +49,15 @@ class LoggingThread : public MsgQueueThread {
     void process_write(const WriteFileRequest& request);
     void process_silence(const WriteSilenceRequest& request);
     void process_close(const CloseFileRequest& request);
+    open_file& file_of(const FileRequest& request);
     open_file& announced(const DataRequest& request);
+    void flush_files();
     void report_write_error(const open_file& opened);
 
     std::map<const recording_file*, open_file> files; // the worker's alone
     bool write_error_reported = false;                // one line for the whole process
-    std::atomic<long long> waiting_bytes = 0;         // of data in the queue
+    std::chrono::steady_clock::time_point last_flush;
+    std::atomic<long long> waiting_bytes = 0; // of memory, in data requests
 };
 
 } // namespace vocalink

@@ -92,6 +92,7 @@ bool MsgQueueThread::drain(std::deque<ProcessRequest*>& batch) {
         }
     }
     count -= drained;
+    handle_batch_end();
     return stopped;
 }
 

@@ -37,6 +37,8 @@ class MsgQueueThread : public Thread {
     void run() override;
     /** Does what is asked; on the worker's thread, without the mutex. Must not keep the request. */
     virtual void handle_request(ProcessRequest* request) = 0;
+    /** Called on the worker's thread after every batch. */
+    virtual void handle_batch_end() {}
     /** Called on the worker's thread whenever no request is left. */
     virtual void handle_idle() {}
 

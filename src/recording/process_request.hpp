@@ -2,12 +2,13 @@
 // What producers ask of the recording workers.
 #pragma once
 
-#include "recording/pcap.hpp"
 #include "recording/recording_file.hpp"
 
-#include <array>
-#include <cstring>
+#include <algorithm>
+#include <cstddef>
 #include <memory>
+#include <new>
+#include <span>
 #include <string>
 
 namespace vocalink {
@@ -64,38 +65,49 @@ class WriteFileHeaderRequest : public FileRequest {
     explicit WriteFileHeaderRequest(recording_file* concerned) : FileRequest(tag, concerned) {}
 };
 
-/** Something to be written, of a known size. */
+/** Something to be written, which counts towards what may wait for the writer. */
 class DataRequest : public FileRequest {
   public:
     using FileRequest::FileRequest;
-    /** Bytes that it adds to the file. */
-    [[nodiscard]] virtual long long file_bytes() const = 0;
+    /** Bytes of memory that it holds while it waits. */
+    [[nodiscard]] virtual long long memory_bytes() const = 0;
 };
 
-/** Bytes for a file, carried inline: one allocation a packet. */
+/** Bytes for a file, carried inline: one allocation a packet, of the size that it needs. */
 class WriteFileRequest : public DataRequest {
   public:
     static constexpr int tag = 2;
-    static constexpr int max_data_bytes = 1516; // a record header and the largest packet
 
-    /** A pcap record. @param len  bytes of the packet, at most max_data_bytes - 48 */
-    WriteFileRequest(const pkt_hdr_pcap& header, const char* packet, int len,
+    /** A request for prefix and body, one behind the other. */
+    [[nodiscard]] static WriteFileRequest*
+    make(std::span<const char> prefix, std::span<const char> body, recording_file* concerned) {
+        return new (prefix.size() + body.size()) WriteFileRequest(prefix, body, concerned);
+    }
+
+    [[nodiscard]] std::span<const char> data() const {
+        return {reinterpret_cast<const char*>(this + 1), length};
+    }
+    [[nodiscard]] long long memory_bytes() const override {
+        return static_cast<long long>(sizeof *this + length);
+    }
+
+    static void operator delete(void* request) { ::operator delete(request); }
+    static void operator delete(void* request, std::size_t) { ::operator delete(request); }
+
+  private:
+    WriteFileRequest(std::span<const char> prefix, std::span<const char> body,
                      recording_file* concerned)
-        : DataRequest(tag, concerned), length(len + pcap_record_header_bytes) {
-        std::memcpy(data.data(), header.bytes.data(), header.bytes.size());
-        std::memcpy(data.data() + header.bytes.size(), packet, static_cast<std::size_t>(len));
+        : DataRequest(tag, concerned), length(prefix.size() + body.size()) {
+        char* const data_bytes = reinterpret_cast<char*>(this + 1);
+        std::copy(prefix.begin(), prefix.end(), data_bytes);
+        std::copy(body.begin(), body.end(), data_bytes + prefix.size());
     }
 
-    /** Raw audio. @param len  at most max_data_bytes */
-    WriteFileRequest(const char* audio, int len, recording_file* concerned)
-        : DataRequest(tag, concerned), length(len) {
-        std::memcpy(data.data(), audio, static_cast<std::size_t>(len));
+    static void* operator new(std::size_t own_bytes, std::size_t data_bytes) {
+        return ::operator new(own_bytes + data_bytes);
     }
 
-    [[nodiscard]] long long file_bytes() const override { return length; }
-
-    const int length; // valid bytes in data
-    std::array<char, max_data_bytes> data;
+    const std::size_t length; // bytes of data behind the object
 };
 
 /** Frames of silence for a file. One request for all of them: a single packet can ask for more than
@@ -108,7 +120,7 @@ class WriteSilenceRequest : public DataRequest {
                         recording_file* concerned)
         : DataRequest(tag, concerned), frame(silence), frame_bytes(bytes), count(frames) {}
 
-    [[nodiscard]] long long file_bytes() const override { return count * frame_bytes; }
+    [[nodiscard]] long long memory_bytes() const override { return sizeof *this; }
 
     const unsigned char* const frame;
     const int frame_bytes;

@@ -9,6 +9,7 @@
 #include "util/unique_id.hpp"
 
 #include <cerrno>
+#include <span>
 
 namespace vocalink {
 
@@ -62,9 +63,10 @@ recording::recording(std::string owner, std::string recording_name, std::string 
 }
 
 recording::~recording() {
-    if (gap_lines.suppressed() > 0) {
-        log_line("recording", name)
-            << "suppressed log lines: " << gap_lines.suppressed() << " about gaps";
+    const long long suppressed = source_lines.suppressed() + sequence_lines.suppressed() +
+                                 truncation_lines.suppressed() + silence_lines.suppressed();
+    if (suppressed > 0) {
+        log_line("recording", name) << "suppressed log lines: " << suppressed;
     }
     if (dropped > 0) {
         log_line("recording", name) << dropped << " packets or fillings dropped";
@@ -93,21 +95,22 @@ bool recording::takes(RecordingDirs dir, bool is_audio) const {
 }
 
 void recording::record(const pkt_hdr_pcap& header, const char* packet, int len) {
-    if (type == pcap) {
-        queue_data(new WriteFileRequest(header, packet, len, file));
+    if (keeps_headers()) {
+        queue_data(std::unique_ptr<DataRequest>(WriteFileRequest::make(
+            header.bytes, std::span(packet, static_cast<std::size_t>(len)), file)));
         return;
     }
     const int hdr = rtp_packet::get_hdr_size(packet, len);
     const int payload_bytes = len - hdr - rtp_packet::get_padding_size(packet, len);
     if (payload_bytes > 0) {
         detect_silence(packet, payload_bytes);
-        queue_data(new WriteFileRequest(packet + hdr, payload_bytes, file));
+        queue_data(std::unique_ptr<DataRequest>(WriteFileRequest::make(
+            {}, std::span(packet + hdr, static_cast<std::size_t>(payload_bytes)), file)));
     }
 }
 
-void recording::queue_data(DataRequest* request) {
-    if (!LoggingThread::instance().queue_data(std::unique_ptr<DataRequest>(request)) &&
-        dropped++ == 0) {
+void recording::queue_data(std::unique_ptr<DataRequest> request) {
+    if (!LoggingThread::instance().queue_data(std::move(request)) && dropped++ == 0) {
         log_line("recording", name) << "the file writer is behind, dropping packets";
     }
 }

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <memory>
 #include <string>
 
 namespace vocalink {
@@ -46,22 +47,26 @@ class recording {
     [[nodiscard]] bool is_open() const { return file != nullptr; }
     /** Where the file will be in the end. */
     [[nodiscard]] const std::string& get_path() const { return path; }
+    /** Whether it keeps packets with their headers. */
+    [[nodiscard]] bool keeps_headers() const { return type == pcap; }
     /** Whether a packet of that direction is for this recording. */
     [[nodiscard]] bool takes(RecordingDirs dir, bool is_audio) const;
 
     /** Records one packet.
-     *  @param header  stamped for this packet
+     *  @param header  stamped for this packet where headers are kept
      *  @param packet  len bytes, RTP header included */
     void record(const pkt_hdr_pcap& header, const char* packet, int len);
 
   private:
     [[nodiscard]] bool is_plain_name() const;
-    void queue_data(DataRequest* request);
+    void queue_data(std::unique_ptr<DataRequest> request);
 
     // Raw recordings in real time: recording_silence.cpp
     void detect_silence(const char* packet, int payload_bytes);
     void start_source(rtp_payload payload, std::uint32_t packet_ssrc, std::uint32_t ts);
-    void fill_gap(const char* packet, int payload_bytes);
+    void fill_gap(rtp_payload payload, std::uint32_t ts, unsigned payload_bytes);
+    void fill_frames(rtp_payload payload, unsigned missing);
+    [[nodiscard]] bool admit_line(util::repeat_guard& kind, const char* what);
     void write_silence(rtp_payload payload, long long count);
 
     const std::string name;
@@ -71,8 +76,12 @@ class recording {
     std::uint32_t last_ts = 0;      // of the last packet accepted
     std::uint32_t ssrc = 0;         // of the current source, as in the packet; 0 before the first
     std::timespec last_time{};      // real time at which the next packet is due
-    util::repeat_guard gap_lines{100}; // log lines about gaps, which a peer can cause at will
-    long long dropped = 0;             // packets and fillings refused by the writer
+    // Log lines that a peer can cause at will.
+    util::repeat_guard source_lines{20};
+    util::repeat_guard sequence_lines{20};
+    util::repeat_guard truncation_lines{20};
+    util::repeat_guard silence_lines{20};
+    long long dropped = 0; // packets and fillings refused by the writer
 };
 
 } // namespace vocalink

@@ -21,9 +21,9 @@ constexpr long frame_ns = 20'000'000;
 constexpr int frames_per_second = 50;
 constexpr unsigned max_filled_frames = 1250;
 
-// Two bounds between which a timestamp has wrapped, and what is then added. It is one less than
-// 2^32 and stays so: recordings in use were made with it.
-constexpr std::uint32_t before_wrap = 4294967294;
+// Timestamp units: a step from above the first to at most the second is a wrap, and the third is then
+// added. It is one less than 2^32 and stays so: recordings in use were made with it.
+constexpr std::uint32_t before_wrap = 4294767294;
 constexpr std::uint32_t after_wrap = 199999;
 constexpr std::uint64_t wrap_step = 0xFFFFFFFF;
 
@@ -36,12 +36,13 @@ std::string hexadecimal(std::uint32_t number) {
 } // namespace
 
 void recording::detect_silence(const char* packet, int payload_bytes) {
+    const auto payload = static_cast<rtp_payload>(rtp_packet::payload_type(packet));
     const std::uint32_t packet_ssrc = rtp_packet::ssrc(packet);
+    const std::uint32_t ts = rtp_packet::timestamp(packet);
     if (packet_ssrc != ssrc || rtp_packet::marker(packet)) {
-        const auto payload = static_cast<rtp_payload>(rtp_packet::payload_type(packet));
-        start_source(payload, packet_ssrc, rtp_packet::timestamp(packet));
+        start_source(payload, packet_ssrc, ts);
     } else {
-        fill_gap(packet, payload_bytes);
+        fill_gap(payload, ts, static_cast<unsigned>(payload_bytes));
     }
 }
 
@@ -51,9 +52,11 @@ void recording::start_source(rtp_payload payload, std::uint32_t packet_ssrc, std
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
     if (ssrc == 0) {
-        log_line("recording", name) << "ssrc is " << hexadecimal(ssrc);
+        if (admit_line(source_lines, "sources")) {
+            log_line("recording", name) << "ssrc is " << hexadecimal(ssrc);
+        }
     } else if (packet_ssrc != ssrc) {
-        if (gap_lines.admit()) {
+        if (admit_line(source_lines, "sources")) {
             log_line("recording", name) << "ssrc change to " << hexadecimal(ssrc);
         }
         const std::int64_t frames = nanoSeconds(now - last_time) / frame_ns;
@@ -67,16 +70,14 @@ void recording::start_source(rtp_payload payload, std::uint32_t packet_ssrc, std
 }
 
 /** The next packet of a source: fills what is missing since the one before. */
-void recording::fill_gap(const char* packet, int payload_bytes) {
-    const auto payload = static_cast<rtp_payload>(rtp_packet::payload_type(packet));
-    const std::uint32_t ts = rtp_packet::timestamp(packet);
+void recording::fill_gap(rtp_payload payload, std::uint32_t ts, unsigned payload_bytes) {
     last_time += timespec{0, frame_ns};
     std::uint64_t extended = ts;
     if (last_ts > before_wrap && ts <= after_wrap) {
         extended += wrap_step;
     }
     if (last_ts > extended) {
-        if (gap_lines.admit()) {
+        if (admit_line(sequence_lines, "packets out of sequence")) {
             log_line("recording", name) << "ignoring out of sequence packet.";
         }
         return;
@@ -84,33 +85,45 @@ void recording::fill_gap(const char* packet, int payload_bytes) {
     const std::uint64_t elapsed = extended - last_ts;
     const auto ts_inc = static_cast<unsigned>(payload_ts_inc(payload));
     const auto frame_bytes = static_cast<unsigned>(payload_frame_size(payload));
-    const auto bytes = static_cast<unsigned>(payload_bytes);
-    if (elapsed > std::uint64_t{bytes} * ts_inc) {
-        auto missing = static_cast<unsigned>(elapsed / (std::uint64_t{frame_bytes} * ts_inc)) -
-                       bytes / frame_bytes;
-        if (missing > max_filled_frames) {
-            if (gap_lines.admit()) {
-                log_line("recording", name) << "silence frames truncated from " << missing << " to "
-                                            << max_filled_frames << ".";
-            }
-            missing = max_filled_frames;
-        }
-        write_silence(payload, missing);
-        last_time += timespec{missing / frames_per_second,
-                              static_cast<long>(missing % frames_per_second) * frame_ns};
+    if (elapsed > std::uint64_t{payload_bytes} * ts_inc) {
+        const std::uint64_t frames = elapsed / (std::uint64_t{frame_bytes} * ts_inc);
+        fill_frames(payload, static_cast<unsigned>(frames) - payload_bytes / frame_bytes);
     }
     last_ts = ts;
 }
 
+/** Writes frames of silence, up to a limit, and moves the time on by them, at 20 ms each whatever the
+ *  codec. */
+void recording::fill_frames(rtp_payload payload, unsigned missing) {
+    if (missing > max_filled_frames) {
+        if (admit_line(truncation_lines, "truncations")) {
+            log_line("recording", name) << "silence frames truncated from " << missing << " to "
+                                        << max_filled_frames << ".";
+        }
+        missing = max_filled_frames;
+    }
+    write_silence(payload, missing);
+    last_time += timespec{missing / frames_per_second,
+                          static_cast<long>(missing % frames_per_second) * frame_ns};
+}
+
 void recording::write_silence(rtp_payload payload, long long count) {
-    if (gap_lines.admit()) {
+    if (admit_line(silence_lines, "silence")) {
         log_line("recording", name) << "writing " << count << " silence frames";
     }
-    if (count == 0) {
-        return;
+    if (count > 0) {
+        queue_data(std::make_unique<WriteSilenceRequest>(payload_silence_frame(payload),
+                                                         payload_frame_size(payload), count, file));
     }
-    queue_data(new WriteSilenceRequest(payload_silence_frame(payload), payload_frame_size(payload),
-                                       count, file));
+}
+
+/** A peer can cause any of these lines with every packet; a few of each kind are enough. */
+bool recording::admit_line(util::repeat_guard& kind, const char* what) {
+    const bool admitted = kind.admit();
+    if (kind.at_limit()) {
+        log_line("recording", name) << "future lines about " << what << " will be suppressed";
+    }
+    return admitted;
 }
 
 } // namespace vocalink

@@ -2,6 +2,8 @@
 // One POSIX thread, and a scoped holder of a mutex.
 #include "recording/thread.hpp"
 
+#include "util/log_line.hpp"
+
 #include <csignal>
 
 namespace vocalink {
@@ -11,12 +13,19 @@ void Thread::start() {
     sigset_t before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
-    pthread_create(&handle, nullptr, &Thread::_pthread_main, this);
+    const int error = pthread_create(&handle, nullptr, &Thread::_pthread_main, this);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    running = error == 0;
+    if (!running) {
+        util::log_line("main") << "could not start a worker: " << util::error_text(error);
+    }
 }
 
 void Thread::join() {
-    pthread_join(handle, nullptr);
+    if (running) {
+        pthread_join(handle, nullptr);
+        running = false;
+    }
 }
 
 void* Thread::_pthread_main(void* thread) {

@@ -40,6 +40,7 @@ class Thread {
     static void* _pthread_main(void* thread);
 
     pthread_t handle{};
+    bool running = false; // started and not yet joined; its owner's
 };
 
 } // namespace vocalink

@@ -7,7 +7,6 @@
 #include "util/text.hpp"
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 
 namespace vocalink {

@@ -149,7 +149,7 @@ class stream {
     /** "TIMEOUT STREAM id" and the counters, as a notice. */
     void emit_timeout_event();
     /** Hands a packet to the recordings that take it; does nothing while there are none.
-     *  @param hdr  the template of the packet's direction; stamped here
+     *  @param hdr  the template of the packet's direction; stamped where a recording keeps headers
      *  @param packet  len bytes, RTP header included */
     void log_packet(pkt_hdr_pcap& hdr, const char* packet, int len, RecordingDirs dir,
                     bool is_audio);

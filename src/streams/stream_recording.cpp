@@ -21,14 +21,19 @@ void stream::log_packet(pkt_hdr_pcap& hdr, const char* packet, int len, Recordin
     if (recordings.empty()) {
         return;
     }
-    unsigned seconds = 0;
-    unsigned microseconds = 0;
-    dtime2ts(util::loop_now(), &seconds, &microseconds);
-    hdr.stamp(seconds, microseconds, len);
+    bool stamped = false;
     for (const auto& [recording_name, running] : recordings) {
-        if (running->takes(dir, is_audio)) {
-            running->record(hdr, packet, len);
+        if (!running->takes(dir, is_audio)) {
+            continue;
         }
+        if (running->keeps_headers() && !stamped) {
+            unsigned seconds = 0;
+            unsigned microseconds = 0;
+            dtime2ts(util::loop_now(), &seconds, &microseconds);
+            hdr.stamp(seconds, microseconds, len);
+            stamped = true;
+        }
+        running->record(hdr, packet, len);
     }
 }
 

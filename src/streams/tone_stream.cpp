@@ -27,15 +27,23 @@ tone_stream::tone_stream(std::string stream_id, ToneType signalling, bool detect
     : timer_stream(std::move(stream_id), ""), tone_type(signalling), detect(detect_digits),
       generator(signalling) {
     if (tone_type == BELLMF) {
-        bell_mf_receiver.reset(bell_mf_rx_init(nullptr, nullptr, nullptr));
         generator.put("1234");
-    } else if (tone_type == DTMF) {
-        dtmf_receiver.reset(dtmf_rx_init(nullptr, nullptr, nullptr));
     }
-    if (tone_type != R2MF && !bell_mf_receiver && !dtmf_receiver) {
-        throw stream_exception("Could not create tone detector");
+    if (detect && tone_type != R2MF) {
+        make_detector();
     }
     rtp_packet::init_header(rtp_header.data(), PCMU, util::system_random());
+}
+
+void tone_stream::make_detector() {
+    if (tone_type == BELLMF) {
+        bell_mf_receiver.reset(bell_mf_rx_init(nullptr, nullptr, nullptr));
+    } else {
+        dtmf_receiver.reset(dtmf_rx_init(nullptr, nullptr, nullptr));
+    }
+    if (!bell_mf_receiver && !dtmf_receiver) {
+        throw stream_exception("Could not create tone detector");
+    }
 }
 
 tone_stream::~tone_stream() {

@@ -46,6 +46,7 @@ class tone_stream : public timer_stream {
     [[nodiscard]] std::string tones_detected(bool clear);
 
   private:
+    void make_detector();
     void run_detector(const char* body, std::size_t body_bytes);
 
     static constexpr int generated_samples = 400;

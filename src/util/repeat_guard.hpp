@@ -12,6 +12,9 @@ class repeat_guard {
     /** Counts one more. @return whether it is to be logged */
     [[nodiscard]] bool admit() { return ++count <= limit; }
 
+    /** Whether the one just counted is the last to be logged. */
+    [[nodiscard]] bool at_limit() const { return count == limit; }
+
     /** Occurrences that were not logged. */
     [[nodiscard]] long long suppressed() const { return count > limit ? count - limit : 0; }
 

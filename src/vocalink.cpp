@@ -5,12 +5,14 @@
 #include "util/config.hpp"
 #include "util/descriptor_limit.hpp"
 #include "util/log_line.hpp"
+#include "util/standard_descriptors.hpp"
 
 #include <srtp2/srtp.h>
 
 #include <csignal>
 
 int main(int argc, char** argv) {
+    vocalink::util::open_missing_standard_descriptors();
     std::signal(SIGPIPE, SIG_IGN);
     if (const auto status = srtp_init(); status != srtp_err_status_ok) {
         vocalink::util::log_line() << "srtp initialization failed: " << static_cast<int>(status);

@@ -117,10 +117,11 @@ std::string bridge::list_streams() const {
 }
 
 void bridge::show_streams() const {
-    log_line() << stream::table_header;
+    std::string table = stream::table_header; // written at once: a write for each line takes long
     for (const auto& [member_id, member] : streams) {
-        member->show();
+        table += member->table_row();
     }
+    log_line() << table;
 }
 
 void bridge::bridge_timeout_callback(ev::timer&, int) {

@@ -4,6 +4,7 @@
 
 #include <deque>
 #include <string>
+#include <utility>
 
 namespace vocalink {
 
@@ -19,9 +20,5 @@ inline constexpr const char* no_such_bridge = "ERROR can't find bridge";
     words.pop_front();
     return word;
 }
-
-/** A command line fit for the log: what follows "encryption" in a set command is key material and
- *  is masked. */
-[[nodiscard]] std::string without_keys(const char* line);
 
 } // namespace vocalink

@@ -2,17 +2,18 @@
 // A connection's framing, dispatch, replies and notices.
 #include "control/connection.hpp"
 
-#include "control/command_words.hpp"
+#include "control/log_masking.hpp"
 #include "util/exceptions.hpp"
 #include "util/log_line.hpp"
 #include "util/text.hpp"
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <utility>
 
-#include <unistd.h>
+#include <sys/socket.h>
 
 namespace vocalink {
 
@@ -22,6 +23,9 @@ using util::log_line;
 namespace {
 
 constexpr std::size_t input_bytes = 16384;
+
+// How long one client's commands may keep the loop before others have their turn.
+constexpr std::chrono::milliseconds longest_turn{2};
 
 // A client that reads no notices gets no more of them beyond this; its calls go on.
 constexpr std::size_t max_backlog_bytes = 1'048'576;
@@ -43,13 +47,14 @@ const connection::command connection::command_table[] = {
     {"play", &connection::_play},
 };
 
-connection::connection(const char* connection_name, int accepted)
-    : name(connection_name), fd(accepted), output(accepted) {
-    log_line("connection", name) << "starting with fd " << accepted;
+connection::connection(const char* connection_name, util::unique_fd accepted)
+    : name(connection_name), fd(std::move(accepted)), output(fd.get()) {
+    log_line("connection", name) << "starting with fd " << fd.get();
     output.write("RECOVER_OK\n");
-    output.drained.connect(this, &connection::handle_output_drained);
+    output.drained.connect(this, &connection::resume_lines);
+    resume_timer.set<connection, &connection::handle_resume>(this);
     input_watcher.set<connection, &connection::handle_input>(this);
-    input_watcher.start(accepted, ev::READ);
+    input_watcher.start(fd.get(), ev::READ);
 }
 
 connection::~connection() {
@@ -69,8 +74,8 @@ connection::~connection() {
 
 void connection::handle_input(ev::io&, int) {
     std::array<char, input_bytes> buffer;
-    const ssize_t received = ::read(fd.get(), buffer.data(), buffer.size());
-    if (received < 0 && errno == EINTR) {
+    const ssize_t received = ::recv(fd.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
+    if (received < 0 && (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK)) {
         return;
     }
     if (received <= 0) {
@@ -90,33 +95,52 @@ void connection::handle_input(ev::io&, int) {
     run_lines(buffer.data());
 }
 
-/** Runs the lines of a chunk, as far as the client takes the replies; the rest waits for it. */
+/** Runs the lines of a chunk, as far as the client takes the replies and the loop has time; the rest
+ *  waits. A chunk can hold thousands of commands, and other calls must go on meanwhile. */
 void connection::run_lines(char* chunk) {
+    const auto begin = std::chrono::steady_clock::now();
     char* rest = nullptr;
     for (char* line = strtok_r(chunk, "\n", &rest); line != nullptr;
          line = strtok_r(nullptr, "\n", &rest)) {
         output.write(handle_command(line));
         if (output.backlog_bytes() > 0) {
-            waiting_lines = rest;
-            input_watcher.stop();
+            hold_back(rest);
+            return;
+        }
+        if (std::chrono::steady_clock::now() - begin > longest_turn) {
+            hold_back(rest);
+            resume_timer.start(0.0);
             return;
         }
     }
 }
 
-void connection::handle_output_drained() {
+void connection::hold_back(const char* lines) {
+    waiting_lines = lines;
+    input_watcher.stop();
+}
+
+void connection::resume_lines() {
+    resume_timer.stop();
     std::string lines = std::exchange(waiting_lines, {});
-    if (!input_watcher.is_active()) {
-        input_watcher.start();
-    }
+    input_watcher.start();
     run_lines(lines.data());
 }
 
+void connection::handle_resume(ev::timer&, int) {
+    if (output.backlog_bytes() == 0) { // else the client's reading resumes them
+        resume_lines();
+    }
+}
+
 std::string connection::handle_command(const char* line) {
-    log_line() << "<- tolvey connection(" << name << "): " << without_keys(line);
+    words arguments;
+    util::parse_args(line, arguments, '\0');
+    const log_mask mask(arguments);
+    log_line() << "<- tolvey connection(" << name << "): " << mask.line(line);
     std::string reply;
     try {
-        reply = dispatch(line);
+        reply = dispatch(arguments);
     } catch (const command_exception& failure) {
         reply = "ERROR COMMAND_ERROR " + failure.message;
     } catch (const bridge_exception& failure) {
@@ -127,13 +151,11 @@ std::string connection::handle_command(const char* line) {
         log_line("stream", failure.id) << failure.message;
         reply = "ERROR STREAM_ERROR " + failure.message;
     }
-    log_line() << "-> connection(" << name << "): " << reply;
+    log_line() << "-> connection(" << name << "): " << mask.text(reply);
     return reply + "\n";
 }
 
-std::string connection::dispatch(const char* line) {
-    words arguments;
-    util::parse_args(line, arguments, '\0');
+std::string connection::dispatch(words& arguments) {
     if (arguments.empty()) {
         throw command_exception("commands must be in the format 'operation [args]'");
     }

@@ -23,9 +23,8 @@ namespace vocalink {
  *  only. */
 class connection {
   public:
-    /** Greets the client and begins to read.
-     *  @param fd  the accepted socket, taken over */
-    connection(const char* name, int fd);
+    /** Greets the client and begins to read from the accepted socket. */
+    connection(const char* name, util::unique_fd accepted);
     connection(const connection&) = delete;
     connection& operator=(const connection&) = delete;
     ~connection();
@@ -51,8 +50,10 @@ class connection {
     // Framing, dispatch and notices: connection.cpp
     void handle_input(ev::io& io, int events);
     void run_lines(char* chunk);
-    void handle_output_drained();
-    [[nodiscard]] std::string dispatch(const char* line);
+    void hold_back(const char* lines);
+    void resume_lines();
+    void handle_resume(ev::timer& timer, int events);
+    [[nodiscard]] std::string dispatch(words& arguments);
     std::string _recover(words& arguments);
     void handle_notification(std::string text);
     void handle_deleted_stream(std::string id);
@@ -96,16 +97,17 @@ class connection {
     std::string _join(words& arguments);
     std::string _leave(words& arguments);
 
-    std::map<std::string, bridge*> bridges;
-    std::map<std::string, stream*> streams;
-    const std::string name; // decimal, given by main
+    std::map<std::string, bridge*> bridges; // owned, by id
+    std::map<std::string, stream*> streams; // owned, by id
+    const std::string name;                 // decimal, given by main
     util::unique_fd fd;
-    line_output output;
-    std::string waiting_lines; // commands held back while the client does not read its replies
-    long long dropped_notices = 0;
-    int bridges_created = 0;
+    line_output output;        // replies and notices, in order
+    std::string waiting_lines; // commands held back for a slow client or a busy turn of the loop
+    long long dropped_notices = 0; // while the client did not read
+    int bridges_created = 0;       // successful creations, for a debugger
     int streams_created = 0;
-    ev::io input_watcher; // after fd: stops before the descriptor closes
+    ev::timer resume_timer; // runs while commands wait for the loop's next turn
+    ev::io input_watcher;   // after fd: stops before the descriptor closes
 };
 
 } // namespace vocalink

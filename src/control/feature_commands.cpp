@@ -6,10 +6,10 @@
 #include "util/exceptions.hpp"
 #include "util/text.hpp"
 
-#include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <optional>
+#include <span>
+#include <string>
 #include <string_view>
 
 namespace vocalink {
@@ -19,40 +19,57 @@ namespace {
 constexpr std::size_t key_bytes = 30;
 constexpr std::size_t base64_key_length = 40;
 
-/** The first words of "set" and "clear": which feature of which stream. */
-struct feature_words {
-    std::string id;
-    std::string feature;
+/** One feature of a stream: its word, and what the command does with the words behind it. */
+struct feature {
+    std::string_view word;
+    std::string (*apply)(stream& changed, std::deque<std::string>& words);
 };
 
-/** Takes and checks them; the id is not looked up.
- *  @throws command_exception */
-template <std::size_t Count>
-feature_words take_feature(const char* command, std::deque<std::string>& words,
-                           const std::array<std::string_view, Count>& known) {
+/** Wraps an operation of the stream that cannot fail and takes no words. */
+template <void (stream::*Operation)()>
+std::string plain(stream& changed, std::deque<std::string>&) {
+    (changed.*Operation)();
+    return "SUCCESS";
+}
+
+/** Wraps an operation of the stream that takes all words. */
+template <void (stream::*Operation)(std::deque<std::string>&)>
+std::string listed(stream& changed, std::deque<std::string>& words) {
+    (changed.*Operation)(words);
+    return "SUCCESS";
+}
+
+/** The id and the feature that begin a "set" or "clear" command, the feature checked, the id not
+ *  looked up. */
+struct feature_choice {
+    std::string id;
+    const feature* chosen;
+};
+
+/** @throws command_exception for a type or a feature that is none */
+feature_choice take_feature(const char* command, std::deque<std::string>& words,
+                            std::span<const feature> known) {
     if (words.size() < 3) {
         throw command_exception(util::format("%s command takes at least 3 arguements: "
                                              "'type id feature [value [value ...]]'",
                                              command));
     }
     const std::string type = take_word(words);
-    feature_words taken;
-    taken.id = take_word(words);
-    taken.feature = take_word(words);
+    std::string id = take_word(words);
+    const std::string word = take_word(words);
     if (type != "stream") {
         throw command_exception(util::format(
             "%s: unknown object type '%s', available types are: stream", command, type.c_str()));
     }
-    if (std::find(known.begin(), known.end(), taken.feature) == known.end()) {
-        std::string list;
-        for (const std::string_view feature : known) {
-            list.append(" ").append(feature);
+    std::string list;
+    for (const feature& candidate : known) {
+        if (word == candidate.word) {
+            return {std::move(id), &candidate};
         }
-        throw command_exception(
-            util::format("%s: unknown feature type '%s', available types are:%s", command,
-                         taken.feature.c_str(), list.c_str()));
+        list.append(" ").append(candidate.word);
     }
-    return taken;
+    throw command_exception(util::format("%s: unknown feature type '%s', available types are:%s",
+                                         command, word.c_str(), list.c_str()));
 }
 
 /** The 30 bytes of a key given raw or in base64, or nothing. */
@@ -68,7 +85,7 @@ const unsigned char* octets(const std::string& bytes) {
     return reinterpret_cast<const unsigned char*>(bytes.data());
 }
 
-std::string set_endpoint(stream& changed, const std::deque<std::string>& words) {
+std::string set_endpoint(stream& changed, std::deque<std::string>& words) {
     if (words.size() != 2) {
         return "ERROR invalid endpoint";
     }
@@ -76,7 +93,7 @@ std::string set_endpoint(stream& changed, const std::deque<std::string>& words) 
     return "SUCCESS";
 }
 
-std::string set_encryption(stream& changed, const std::deque<std::string>& words) {
+std::string set_encryption(stream& changed, std::deque<std::string>& words) {
     if (words.size() != 2) {
         return "ERROR encryption parameter requires two arguments: send_key receive_key";
     }
@@ -92,54 +109,34 @@ std::string set_encryption(stream& changed, const std::deque<std::string>& words
     return "SUCCESS";
 }
 
+constexpr feature settable[] = {
+    {"targets", listed<&stream::set_stream_targets>},
+    {"restricted", plain<&stream::set_stream_restricted>},
+    {"sources", listed<&stream::set_stream_sources>},
+    {"selective", plain<&stream::set_stream_selective>},
+    {"endpoint", set_endpoint},
+    {"encryption", set_encryption},
+};
+
+constexpr feature clearable[] = {
+    {"targets", plain<&stream::clear_stream_targets>},
+    {"restricted", plain<&stream::clear_stream_restricted>},
+    {"sources", plain<&stream::clear_stream_sources>},
+    {"selective", plain<&stream::clear_stream_selective>},
+};
+
 } // namespace
 
 std::string connection::_set(words& arguments) {
-    static constexpr std::array<std::string_view, 6> features = {
-        "targets", "restricted", "sources", "selective", "endpoint", "encryption"};
-    const auto [id, feature] = take_feature("set", arguments, features);
-    stream* const changed = find_stream(id);
-    if (changed == nullptr) {
-        return no_such_stream;
-    }
-    if (feature == "targets") {
-        changed->set_stream_targets(arguments);
-    } else if (feature == "restricted") {
-        changed->set_stream_restricted();
-    } else if (feature == "sources") {
-        changed->set_stream_sources(arguments);
-    } else if (feature == "selective") {
-        changed->set_stream_selective();
-    } else if (feature == "endpoint") {
-        return set_endpoint(*changed, arguments);
-    } else if (feature == "encryption") {
-        return set_encryption(*changed, arguments);
-    } else {
-        return "ERROR Unknown feature type";
-    }
-    return "SUCCESS";
+    const feature_choice choice = take_feature("set", arguments, settable);
+    stream* const changed = find_stream(choice.id);
+    return changed == nullptr ? no_such_stream : choice.chosen->apply(*changed, arguments);
 }
 
 std::string connection::_clear(words& arguments) {
-    static constexpr std::array<std::string_view, 4> features = {"targets", "restricted", "sources",
-                                                                 "selective"};
-    const auto [id, feature] = take_feature("clear", arguments, features);
-    stream* const changed = find_stream(id);
-    if (changed == nullptr) {
-        return no_such_stream;
-    }
-    if (feature == "targets") {
-        changed->clear_stream_targets();
-    } else if (feature == "restricted") {
-        changed->clear_stream_restricted();
-    } else if (feature == "sources") {
-        changed->clear_stream_sources();
-    } else if (feature == "selective") {
-        changed->clear_stream_selective();
-    } else {
-        return "ERROR Unknown feature type";
-    }
-    return "SUCCESS";
+    const feature_choice choice = take_feature("clear", arguments, clearable);
+    stream* const changed = find_stream(choice.id);
+    return changed == nullptr ? no_such_stream : choice.chosen->apply(*changed, arguments);
 }
 
 std::string connection::_play(words& arguments) {

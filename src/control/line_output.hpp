@@ -30,9 +30,9 @@ class line_output {
   private:
     void handle_writable(ev::io& io, int events);
 
-    const int fd;
-    std::string backlog;
-    ev::io watcher; // runs while there is a backlog
+    const int fd;        // its owner's
+    std::string backlog; // not yet taken by the socket
+    ev::io watcher;      // runs while there is a backlog
 };
 
 } // namespace vocalink

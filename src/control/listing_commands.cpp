@@ -83,8 +83,9 @@ std::string connection::_show(words& arguments) {
 }
 
 void connection::show_streams(const words& ids) const {
-    log_line() << stream::table_header;
-    show_each(streams, ids, [](stream& shown) { shown.show(); });
+    std::string table = stream::table_header;
+    show_each(streams, ids, [&table](stream& shown) { table += shown.table_row(); });
+    log_line() << table;
 }
 
 void connection::show_bridges(const words& ids) const {

@@ -50,6 +50,7 @@ void main::stop() {
     rec_mover.stop();
     rec_mover.join();
     sigint_watcher.stop();
+    std::signal(SIGINT, SIG_IGN); // another one must not cut the end short
     ::unlink(socket_path);
     log_line("main") << "shutdown complete.";
 }

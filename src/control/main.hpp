@@ -53,14 +53,14 @@ class main {
     void deliver_notice(const std::string& line);
 
     ev::sig sigint_watcher;
-    util::unique_fd listen_fd;
+    util::unique_fd listen_fd; // the listening socket
     sockaddr_un listen_addr{}; // the bound address, later that of each peer
     ev::io listen_watcher;
-    ev::timer accept_retry_timer; // runs while the system refuses descriptors
-    bool accept_failing = false;  // since the last successful accept
-    int connection_counter = 0;   // names are never used twice
-    std::map<std::string, connection*> connections;
-    const char* socket_path;
+    ev::timer accept_retry_timer;                   // runs while the system refuses descriptors
+    bool accept_failing = false;                    // since the last successful accept
+    int connection_counter = 0;                     // names are never used twice
+    std::map<std::string, connection*> connections; // owned, by name
+    const char* socket_path;                        // as given; unlinked at the end
 
     util::unique_fd rec_pipe_read_fd;
     util::unique_fd rec_pipe_write_fd; // the mover's end

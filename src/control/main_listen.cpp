@@ -7,8 +7,10 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace vocalink {
@@ -27,6 +29,15 @@ constexpr double accept_retry_s = 0.25;
     std::exit(1);
 }
 
+/** Removes a socket that an earlier run left where its path was cut; the path as given is another one
+ *  then. Nothing but a socket is touched: nobody named that path. */
+void unlink_stale_socket(const char* cut_path) {
+    struct stat facts {};
+    if (::lstat(cut_path, &facts) == 0 && S_ISSOCK(facts.st_mode)) {
+        ::unlink(cut_path);
+    }
+}
+
 } // namespace
 
 void main::setup_listen_socket(const char* path) {
@@ -40,7 +51,7 @@ void main::setup_listen_socket(const char* path) {
     std::strncpy(listen_addr.sun_path, path, sizeof listen_addr.sun_path - 1);
     const std::size_t length =
         sizeof listen_addr.sun_family + std::strlen(listen_addr.sun_path) + 1;
-    ::unlink(listen_addr.sun_path); // a path that was cut is another one
+    unlink_stale_socket(listen_addr.sun_path);
     if (::bind(listen_fd.get(), reinterpret_cast<const sockaddr*>(&listen_addr),
                static_cast<socklen_t>(length)) != 0) {
         fatal(" when binding to listen socket: ");
@@ -53,20 +64,20 @@ void main::setup_listen_socket(const char* path) {
 }
 
 void main::handle_new_connection(ev::io&, int) {
-    int accepted = -1;
+    util::unique_fd accepted;
     do {
         socklen_t length = sizeof listen_addr;
-        accepted = ::accept4(listen_fd.get(), reinterpret_cast<sockaddr*>(&listen_addr), &length,
-                             SOCK_CLOEXEC);
-    } while (accepted < 0 && errno == EINTR);
-    if (accepted < 0) {
+        accepted.reset(::accept4(listen_fd.get(), reinterpret_cast<sockaddr*>(&listen_addr),
+                                 &length, SOCK_CLOEXEC));
+    } while (!accepted && errno == EINTR);
+    if (!accepted) {
         pause_accepting(errno);
         return;
     }
     accept_failing = false;
     connection_counter += 1;
     const std::string name = util::format("%d", connection_counter);
-    auto* const made = new connection(name.c_str(), accepted);
+    auto* const made = new connection(name.c_str(), std::move(accepted));
     made->deleted.connect(this, &main::handle_deleted_connection);
     connections[name] = made;
 }

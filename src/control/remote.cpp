@@ -25,7 +25,8 @@ constexpr std::size_t buffer_bytes = 262144;
 constexpr const char* default_path = "/tmp/vocalink.sock";
 
 [[noreturn]] void fatal(const char* what) {
-    log_line("remote") << "fatal error" << what << error_text(errno);
+    const int error = errno;
+    log_line("remote") << "fatal error" << what << error_text(error);
     std::exit(1);
 }
 
@@ -65,6 +66,7 @@ remote::remote(const char* path) : buffer(buffer_bytes) {
     }
     stdin_watcher.set<remote, &remote::handle_stdin>(this);
     stdin_watcher.start(STDIN_FILENO, ev::READ);
+    socket_writable_watcher.set<remote, &remote::handle_socket_writable>(this);
     socket_watcher.set<remote, &remote::handle_remote>(this);
     socket_watcher.start(socket.get(), ev::READ);
 }
@@ -80,34 +82,75 @@ void remote::stop(int status) {
     log_line("remote") << "shutting down";
     stdin_watcher.stop();
     socket_watcher.stop();
+    socket_writable_watcher.stop();
     exit_status = status;
 }
 
 void remote::handle_stdin(ev::io&, int) {
-    handle_socket(STDIN_FILENO, socket.get());
+    const std::size_t bytes = read_block(STDIN_FILENO);
+    if (bytes > 0) {
+        unsent.assign(buffer.data(), bytes);
+        send_unsent();
+    }
 }
 
 void remote::handle_remote(ev::io&, int) {
-    handle_socket(socket.get(), STDOUT_FILENO);
+    const std::size_t bytes = read_block(socket.get());
+    if (bytes == 0) {
+        return;
+    }
+    if (!write_all(STDOUT_FILENO, buffer.data(), bytes)) {
+        report_write_error(STDOUT_FILENO);
+        return;
+    }
+    std::fflush(nullptr);
 }
 
-void remote::handle_socket(int from, int to) {
-    const ssize_t received = ::read(from, buffer.data(), buffer.size());
+std::size_t remote::read_block(int from) {
+    ssize_t received = 0;
+    do {
+        received = ::read(from, buffer.data(), buffer.size());
+    } while (received < 0 && errno == EINTR);
     if (received < 0) {
-        log_line() << "remote: error reading from fd " << from << ": " << error_text(errno);
+        const int error = errno;
+        log_line() << "remote: error reading from fd " << from << ": " << error_text(error);
         stop(-1);
-        return;
+        return 0;
     }
     if (received == 0) {
         log_line("remote") << "EOF from fd " << from;
         stop(0);
-        return;
     }
-    if (!write_all(to, buffer.data(), static_cast<std::size_t>(received))) {
-        log_line() << "remote: error writing to fd " << to << ": " << error_text(errno);
-        return;
+    return static_cast<std::size_t>(received);
+}
+
+void remote::handle_socket_writable(ev::io&, int) {
+    send_unsent();
+}
+
+/** Sends what the daemon takes. It takes no commands while its replies are not read, so waiting for it
+ *  here would be waiting for ourselves: the terminal's input waits instead. */
+void remote::send_unsent() {
+    while (!unsent.empty()) {
+        const ssize_t sent = ::send(socket.get(), unsent.data(), unsent.size(), MSG_DONTWAIT);
+        if (sent > 0) {
+            unsent.erase(0, static_cast<std::size_t>(sent));
+        } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+            stdin_watcher.stop();
+            socket_writable_watcher.start(socket.get(), ev::WRITE);
+            return;
+        } else if (errno != EINTR) {
+            report_write_error(socket.get());
+            unsent.clear();
+        }
     }
-    std::fflush(nullptr);
+    socket_writable_watcher.stop();
+    stdin_watcher.start();
+}
+
+void remote::report_write_error(int to) {
+    const int error = errno;
+    log_line() << "remote: error writing to fd " << to << ": " << error_text(error);
 }
 
 } // namespace vocalink

@@ -5,6 +5,8 @@
 #include "util/event_loop.hpp"
 #include "util/unique_fd.hpp"
 
+#include <cstddef>
+#include <string>
 #include <vector>
 
 namespace vocalink {
@@ -26,12 +28,18 @@ class remote {
   private:
     void handle_stdin(ev::io& io, int events);
     void handle_remote(ev::io& io, int events);
-    void handle_socket(int from, int to);
+    void handle_socket_writable(ev::io& io, int events);
+    /** Reads one block. @return its bytes; 0 after an end or an error, which have stopped the relay */
+    std::size_t read_block(int from);
+    void send_unsent();
+    static void report_write_error(int to);
 
     util::unique_fd socket;
-    ev::io stdin_watcher;
-    ev::io socket_watcher;
-    std::vector<char> buffer; // one block on its way
+    ev::io stdin_watcher;           // stops while something is unsent
+    ev::io socket_watcher;          // for what the daemon says
+    ev::io socket_writable_watcher; // runs while something is unsent
+    std::vector<char> buffer;       // one block on its way
+    std::string unsent;             // of the terminal's input, which the daemon does not take yet
     int exit_status = 0;
 };
 

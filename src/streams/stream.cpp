@@ -113,10 +113,11 @@ void stream::output_stats(std::ostream& os) {
     }
 }
 
-void stream::show() {
+std::string stream::table_row() {
     std::ostringstream row;
+    row << "\n->  STREAM ";
     dump_detailed_stats(row);
-    log_line() << "->  STREAM " << row.str();
+    return row.str();
 }
 
 void stream::dump_targets(std::ostream& os) const {

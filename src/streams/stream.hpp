@@ -130,8 +130,8 @@ class stream {
     virtual void dump_stats(std::ostream& os) = 0;
     /** One row of counters for the operator; no line end. */
     virtual void dump_detailed_stats(std::ostream& os) = 0;
-    /** Writes the row of counters to the log, under table_header. */
-    void show();
+    /** One line of the operator's table, to stand behind table_header; begins with its line end. */
+    [[nodiscard]] std::string table_row();
     static constexpr const char* table_header =
         "                Stream ID     In/Drop   Out/Drop   Approx Jitter R? Streams";
     /** Queues tones; the base only logs. */

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cassert>
-#include <cmath>
 #include <cstdlib>
 
 #include <unistd.h>
@@ -49,7 +48,7 @@ const config& config::instance() {
 
 double config::idle_check_period() const {
     // A timer takes no negative period; a negative time-out ends things at the first check anyway.
-    return std::max(0.0, std::trunc(timeout_seconds / 6.0));
+    return std::max(0, timeout_seconds / 6);
 }
 
 } // namespace vocalink

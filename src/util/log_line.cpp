@@ -5,9 +5,17 @@
 #include <cerrno>
 #include <system_error>
 
+#include <poll.h>
 #include <unistd.h>
 
 namespace vocalink::util {
+
+namespace {
+
+// A log that was set to non-blocking may be full for a moment; a broken-off line is worse.
+constexpr int patience_ms = 10;
+
+} // namespace
 
 log_line::log_line(std::string_view component) {
     text.append("-- ").append(component).append(": ");
@@ -25,6 +33,12 @@ log_line::~log_line() {
         const ssize_t written = ::write(STDERR_FILENO, rest.data(), rest.size());
         if (written < 0 && errno == EINTR) {
             continue;
+        }
+        if (written < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            pollfd writable{STDERR_FILENO, POLLOUT, 0};
+            if (::poll(&writable, 1, patience_ms) == 1) {
+                continue;
+            }
         }
         if (written <= 0) {
             break; // nobody reads the log; the calls go on

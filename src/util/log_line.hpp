@@ -2,7 +2,6 @@
 // One line of diagnostics on standard error, written whole.
 #pragma once
 
-#include <charconv>
 #include <concepts>
 #include <string>
 #include <string_view>
@@ -34,9 +33,7 @@ class log_line {
     }
     template <std::integral Number>
     requires(!std::same_as<Number, char>) log_line& operator<<(Number number) {
-        char digits[24];
-        const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
-        text.append(digits, end);
+        text += std::to_string(number);
         return *this;
     }
 

@@ -51,7 +51,7 @@ class bridge_test : public testing::Test {
         if (!made) {
             constexpr const char* encodings[] = {"G711A", "PCMU", "G729", "ILBC30"};
             made = std::make_unique<fake_stream>(id, encodings[id[0] % 4]);
-            made->type = id == "m" ? 4 : id == "k" ? 3 : 1;
+            made->type = id == "m" ? kind_event : id == "k" ? kind_sound : kind_rtp;
             made->deleted_signal.connect(this, &bridge_test::note_end); // as its connection does
         }
         return *made;

@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The streams that need no network: sound device, tones and sound files.
+#include "harness/temporary_directory.hpp"
+#include "streams/alsa_stream.hpp"
+#include "streams/frame_encoder.hpp"
+#include "streams/g711.hpp"
+#include "streams/rtp_packet.hpp"
+#include "streams/sound_stream.hpp"
+#include "streams/tone_stream.hpp"
+#include "util/config.hpp"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <fstream>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+namespace vocalink {
+namespace {
+
+class player_test : public testing::Test {
+  protected:
+    /** Has the stream send a packet with this body. */
+    static void send(stream& to, int payload_type, const std::string& body) {
+        rtp_hdr_t header;
+        rtp_packet::init_header(header.data(), payload_type, 0);
+        const std::string packet = std::string(header.begin(), header.end()) + body;
+        EXPECT_EQ(to.write_outgoing(packet.data(), static_cast<int>(packet.size())), 0);
+    }
+
+    std::string content(const std::string& name) const {
+        std::ifstream file(directory.path() + "/" + name);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    char* no_arguments[1]{};
+    config options{0, no_arguments};
+    ev::default_loop loop;
+    harness::temporary_directory directory;
+};
+
+TEST_F(player_test, player_gets_whole_ulaw_frames_and_holds_nobody_up) {
+    std::signal(SIGPIPE, SIG_IGN); // as in the daemon
+    for (int fd = 3; fd < 1024; ++fd) {
+        ::fcntl(fd, F_SETFD, FD_CLOEXEC); // came from whoever runs the tests
+    }
+    const std::string fifo = directory.path() + "/go_on";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    std::ofstream(directory.path() + "/script")
+        << "cd $(dirname $0); echo $* > arguments; ls /proc/self/fd > open; cat go_on; cat > in";
+    std::string expected(160, '\0');
+    {
+        alsa_stream missing("missing", "/missing/player 2> /dev/null"), gone("gone", "exit 0");
+        alsa_stream late("late", ("sh " + directory.path() + "/script -c1 -f mu_law").c_str());
+        for (const int other_type : {8, 9, 18, 55, 101, 109}) {
+            send(late, other_type, std::string(160, 'x'));
+        }
+        EXPECT_EQ(late.write_outgoing("", 0), 0);
+        for (int i = 0; i < 160; ++i) {
+            late.outgoing_packet()[i] = static_cast<short>(400 * i - 32000);
+        }
+        linear2ulaw(late.outgoing_packet(), expected.data(), 160);
+        EXPECT_EQ(late.write_outgoing(nullptr, 0), 0);
+        for (int frame = 1; frame < 2000; ++frame) { // many times what a pipe takes
+            for (alsa_stream* s : {&missing, &gone, &late}) {
+                send(*s, PCMU, std::string(160, static_cast<char>(frame)));
+            }
+        }
+        const std::ofstream go_on(fifo); // and the input ends
+    }
+    siginfo_t child{};
+    while (::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == 0) {
+        loop.run(ev::NOWAIT); // leaves no child, dead or alive
+    }
+    const std::string played = content("in");
+    while (expected.size() < played.size()) {
+        expected.append(160, static_cast<char>(expected.size() / 160));
+    }
+    EXPECT_EQ(played, expected);
+    EXPECT_EQ(content("arguments"), "-c1 -f mu_law\n");
+    EXPECT_EQ(content("open"), "0\n1\n2\n3\n"); // 3 is the directory that is listed
+}
+
+TEST_F(player_test, tone_stream_detects_what_is_generated_and_keeps_the_latest) {
+    testing::internal::CaptureStderr(); // a line for each digit
+    for (const auto& [type, digits] :
+         {std::pair(DTMF, "123A456B789C*0#D"), std::pair(BELLMF, "*1234567890#")}) {
+        tone_stream s("s", type, true);
+        tone_generator generator(type);
+        const auto send_digits = [&, sent = digits] {
+            generator.put(sent);
+            std::string samples(160, '\0');
+            while (generator.generate(reinterpret_cast<short*>(samples.data()), 80) > 0) {
+                send(s, PCMU, samples);
+                samples.assign(160, '\0');
+            }
+        };
+        std::string all;
+        while (all.size() < 1100) {
+            send_digits();
+            all += digits;
+        }
+        EXPECT_EQ(s.write_outgoing(nullptr, 0), 0); // from a mix
+        EXPECT_EQ(s.tones_detected(true), all.substr(all.size() - 1024));
+        generator.set_level(-60, 0); // of DTMF only; too low to be heard
+        send_digits();
+        EXPECT_EQ(s.tones_detected(true), type == DTMF ? "" : digits);
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr().find("mismatch"), std::string::npos);
+    std::string packet(max_packet_bytes, 'x');
+    tone_stream fresh("fresh", DTMF, false);
+    EXPECT_EQ(fresh.read_incoming_rtp(packet.data(), max_packet_bytes, false), 412);
+    EXPECT_EQ(packet.substr(rtp_header_bytes, 400), std::string(400, '\0'));
+}
+
+TEST_F(player_test, sound_stream_decodes_compressed_files_for_a_mix) {
+    std::array<short, 240> tone; // 1 kHz
+    for (std::size_t i = 0; i < tone.size(); ++i) {
+        tone[i] = static_cast<short>((i % 8 < 4 ? 1 : -1) * (i % 4 % 3 == 0 ? 3300 : 8000));
+    }
+    for (const std::string codec : {"G729", "ILBC20", "ILBC30"}) {
+        const std::string path = directory.path() + "/" + codec;
+        const auto [payload, frame_bytes] = settings_of_encoding(codec);
+        frame_encoder encoder(payload, frame_bytes);
+        std::string frame(static_cast<std::size_t>(frame_bytes), '\0');
+        for (std::ofstream file(path); file.tellp() < 10 * frame_bytes; file << frame) {
+            encoder.encode(tone.data(), frame.data());
+        }
+        sound_stream s("s", path, false, codec);
+        while (s.read_incoming_rtp(nullptr, 0, false) > 0) {
+        }
+        const short* const heard = s.incoming_packet(); // the last
+        for (int i = 4; i < s.frame_samples(); ++i) {
+            EXPECT_LT(heard[i] * heard[i - 4], 0) << codec << " " << i;
+        }
+    }
+}
+
+} // namespace
+} // namespace vocalink

@@ -1,0 +1,295 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// pcap headers, the workers' queue, file names and moves; packets through both workers into files.
+#include "harness/rtp_peer.hpp"
+#include "harness/temporary_directory.hpp"
+#include "recording/logging_thread.hpp"
+#include "recording/move_file.hpp"
+#include "recording/pcap.hpp"
+#include "recording/rec_mover_thread.hpp"
+#include "recording/recording.hpp"
+#include "util/config.hpp"
+#include "util/unique_id.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <thread>
+
+#include <arpa/inet.h>
+
+namespace vocalink {
+namespace {
+
+namespace fs = std::filesystem;
+
+TEST(recording_pcap, header_is_exact_to_the_byte_and_counts_its_packets) {
+    pkt_hdr_pcap header({AF_INET, htons(5004), {::inet_addr("10.0.0.1")}, {}},
+                        {AF_INET, htons(6000), {::inet_addr("192.168.1.2")}, {}});
+    header.stamp(0x5E0BE100, 999'999, 172);
+    // The checksum by hand: 4500 + 00C8 + 0001 + 7F11 + 0A00 + 0001 + C0A8 + 0102 = 19085.
+    const unsigned char expected[] = {0x00, 0xE1, 0x0B, 0x5E, 0x3F, 0x42, 0x0F, 0x00, 0xCC, 0x00,
+                                      0x00, 0x00, 0xCC, 0x00, 0x00, 0x00, 0x02, 0x00, 0x00, 0x00,
+                                      0x45, 0x00, 0x00, 0xC8, 0x00, 0x01, 0x00, 0x00, 0x7F, 0x11,
+                                      0x6F, 0x79, 0x0A, 0x00, 0x00, 0x01, 0xC0, 0xA8, 0x01, 0x02,
+                                      0x13, 0x8C, 0x17, 0x70, 0x00, 0xB4, 0x00, 0x00};
+    EXPECT_EQ(std::memcmp(header.bytes.data(), expected, sizeof expected), 0);
+    for (int i = 0; i < 65536; ++i) {
+        header.stamp(0x5E0BE100, 999'999, 172);
+    }
+    EXPECT_EQ(std::memcmp(header.bytes.data(), expected, sizeof expected), 0) << "once round";
+    // The example of RFC 1071 3, an odd byte, and a carry out of a carry.
+    EXPECT_EQ(iphdr_cksum("\x00\x01\xF2\x03\xF4\xF5\xF6\xF7", 8), 0x0D22);
+    EXPECT_EQ(iphdr_cksum("\x01\x02\x03", 3), 0xFDFB);
+    EXPECT_EQ(iphdr_cksum("\xFF\xFF\xFF\xFF\x01", 6), 0xFFFE);
+}
+
+TEST(recording_name, identifiers_never_repeat) {
+    std::set<std::string> clocks; // without the random part
+    for (int i = 0; i < 10'000; ++i) {
+        const std::string id = util::uniqueid();
+        clocks.insert(id.substr(0, id.find('-')));
+    }
+    EXPECT_EQ(clocks.size(), 10'000U);
+}
+
+TEST(recording_file, failure_is_told_once_and_final) {
+    recording_file full("/dev/full");
+    EXPECT_TRUE(full.write(std::string(100, 'x')));
+    EXPECT_TRUE(!full.flush() && errno == ENOSPC);
+    EXPECT_TRUE(full.write(std::string(50'000, 'x')) && full.flush());
+    EXPECT_TRUE(full.failed() && full.lost_records() == 2);
+    EXPECT_FALSE(recording_file("/dev").is_open());
+}
+
+TEST(recording_move, takes_names_as_they_are) {
+    const harness::temporary_directory directory;
+    const fs::path before = fs::current_path();
+    fs::current_path(directory.path()); // so that a name can begin with a hyphen
+    for (const std::string name : {"-f", "a  b", "'\"\\;$(touch x)`touch x`&"}) {
+        std::ofstream(name) << name;
+        EXPECT_EQ(move_file(name, "-" + name), 0);
+        EXPECT_TRUE(fs::exists("-" + name) && !fs::exists(name)) << name;
+    }
+    EXPECT_EQ(move_file("missing", "x"), 0) << "an exit status is no failure";
+    EXPECT_FALSE(fs::exists("x"));
+    fs::current_path(before);
+}
+
+std::atomic<int> alive = 0; // requests
+
+struct numbered_request : ProcessRequest {
+    explicit numbered_request(int number) : ProcessRequest(number) { ++alive; }
+    ~numbered_request() override { --alive; }
+};
+
+struct numbering_worker : MsgQueueThread {
+    numbering_worker() : MsgQueueThread("numbering") {}
+    void handle_request(ProcessRequest* request) override {
+        handled.push_back(request->type);
+        fewest_waiting = std::min(fewest_waiting, get_count());
+    }
+
+    std::vector<int> handled;
+    int fewest_waiting = 1000; // while a request was handled
+};
+
+TEST(recording_worker, finishes_the_batch_of_a_stop_and_deletes_what_comes_later) {
+    const ev::default_loop loop;
+    std::optional<numbering_worker> worker(std::in_place);
+    worker->queue(new numbered_request(1));
+    worker->stop();
+    worker->queue(new numbered_request(2));
+    worker->start();
+    worker->join();
+    EXPECT_EQ(worker->handled, (std::vector{1, 2}));
+    EXPECT_EQ(worker->fewest_waiting, 3) << "counted down before the batch was through";
+    EXPECT_EQ(worker->get_count() + alive, 0);
+    worker->queue(new numbered_request(3));
+    EXPECT_EQ(worker->get_count() + alive, 2);
+    worker.reset();
+    EXPECT_EQ(alive, 0);
+}
+
+TEST(recording_worker, handles_the_requests_of_each_thread_in_its_order) {
+    constexpr int each = 10'000;
+    const ev::default_loop loop;
+    numbering_worker worker;
+    worker.start();
+    const auto produce = [&worker](int first) {
+        for (int i = 0; i < each; ++i) {
+            worker.queue(new numbered_request(first + i));
+        }
+    };
+    std::thread one(produce, 0), two(produce, each), three(produce, 2 * each);
+    one.join(), two.join(), three.join();
+    worker.stop();
+    worker.join();
+    EXPECT_EQ(worker.handled.size(), std::size_t{3 * each});
+    std::stable_sort(worker.handled.begin(), worker.handled.end(),
+                     [](int a, int b) { return a / each < b / each; });
+    EXPECT_TRUE(std::is_sorted(worker.handled.begin(), worker.handled.end()));
+}
+
+/** A packet whose payload repeats one letter. */
+struct sent {
+    std::uint32_t timestamp;
+    char letter;
+    std::size_t payload_bytes = 160;
+    bool marker = false;
+    std::uint32_t ssrc = 7;
+};
+
+class recording_test : public testing::Test {
+  protected:
+    recording_test() { testing::internal::CaptureStderr(); }
+
+    std::unique_ptr<recording> record(const std::string& name, RecordingType type) {
+        auto made = std::make_unique<recording>("1", name, "s", type);
+        EXPECT_TRUE(made->is_open());
+        paths.push_back(made->get_path());
+        return made;
+    }
+    static void feed(recording& to, int payload_type, const sent& packet) {
+        const auto bytes = harness::rtp_packet_bytes(
+            payload_type, 1, packet.timestamp, packet.ssrc,
+            std::vector<std::uint8_t>(packet.payload_bytes, packet.letter), packet.marker);
+        to.record({}, reinterpret_cast<const char*>(bytes.data()), static_cast<int>(bytes.size()));
+    }
+    void start() {
+        mover.start();
+        writer.start();
+    }
+    /** Ends both workers. @return what was logged */
+    std::string finish() {
+        writer.stop();
+        writer.join();
+        mover.stop();
+        mover.join();
+        return testing::internal::GetCapturedStderr();
+    }
+    /** Compares a file with frames of letters, of silence (a dot) and of 1250 times silence (M). */
+    static void expect_frames(const std::string& path, int payload_type, const std::string& text) {
+        std::ifstream file(path);
+        const std::string content(std::istreambuf_iterator<char>(file), {});
+        const auto payload = static_cast<rtp_payload>(payload_type);
+        const auto* silence = reinterpret_cast<const char*>(payload_silence_frame(payload));
+        const auto frame_bytes = static_cast<std::size_t>(payload_frame_size(payload));
+        std::string expected;
+        for (const char c : text) {
+            for (int i = 0; i < (c == 'M' ? 1250 : 1); ++i) {
+                expected += c == '.' || c == 'M' ? std::string(silence, frame_bytes)
+                                                 : std::string(frame_bytes, c);
+            }
+        }
+        EXPECT_TRUE(content == expected) << path << " is not " << text;
+    }
+
+    const harness::temporary_directory work, store;
+    const char* arguments[5]{"", "-a", work.path().c_str(), "-l", store.path().c_str()};
+    config options{5, const_cast<char**>(arguments)};
+    ev::default_loop loop;
+    RecMoverThread mover;
+    LoggingThread writer;
+    std::vector<std::string> paths; // of the recordings, when finished
+};
+
+TEST_F(recording_test, fills_what_is_missing_and_nothing_else) {
+    const std::tuple<const char*, int, std::vector<sent>, const char*> rows[] = {
+        {"no gap", PCMU, {{1000, 'a'}, {1160, 'b'}}, "ab"},
+        {"two frames", PCMU, {{1000, 'a'}, {1480, 'b'}, {1640, 'c'}}, "a..bc"},
+        {"no whole frame", PCMU, {{1000, 'a'}, {1319, 'b'}, {1640, 'c'}}, "ab.c"},
+        {"2000 frames", PCMU, {{160, 'a'}, {2002 * 160, 'b'}}, "aMb"},
+        // A wrap counts one unit too few, which costs a frame wherever whole frames are missing.
+        {"wrap", PCMU, {{0xFFFFFF60, 'a'}, {320, 'b'}, {480, 'c'}}, "a.bc"},
+        {"widest wrap", PCMU, {{4294767295, 'a'}, {199999, 'b'}}, "aMb"},
+        {"early", PCMU, {{4294767294, 'a'}, {0, 'b'}, {4294767454, 'c'}}, "abc"},
+        {"late", PCMU, {{4294967040, 'a'}, {200000, 'b'}, {4294967200, 'c'}}, "abc"},
+        {"back", PCMU, {{1000, 'a'}, {1160, 'b'}, {1000, 'c'}, {1320, 'd'}}, "abcd"},
+        {"marker", PCMU, {{1000, 'a'}, {9000, 'b', 160, true}, {9160, 'c'}}, "abc"},
+        {"empty", PCMU, {{1000, 'a'}, {9000, 'x', 0, true, 9}, {1160, 'b'}}, "ab"},
+        // The time of a source that ran ahead owes the next one nothing.
+        {"ahead",
+         PCMU,
+         {{0, 'a'}, {800, 'b'}, {5, 'c', 160, false, 8}, {165, 'd', 160, false, 8}},
+         "a....bcd"},
+        {"G.729",
+         G729,
+         {{0, 'a', 20}, {160, 'b', 20}, {480, 'c', 20}, {640, 'd', 10}},
+         "aabb..cc.d"}};
+    start();
+    for (const auto& [name, payload_type, packets, expected] : rows) {
+        const auto recorded = record(name, payload_type == G729 ? g729_in : ulaw_in);
+        for (const sent& packet : packets) {
+            feed(*recorded, payload_type, packet);
+        }
+    }
+    const std::string log = finish();
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        expect_frames(paths[i], std::get<1>(rows[i]), std::get<3>(rows[i]));
+    }
+    for (const std::string line :
+         {"(no gap): ssrc is 0x0\n", "(two frames): writing 2 silence frames\n",
+          "(2000 frames): silence frames truncated from 2000 to 1250.\n",
+          "(back): ignoring out of sequence packet.\n", "(ahead): ssrc change to 0x7000000\n"}) {
+        EXPECT_NE(log.find("-- recording" + line), std::string::npos) << line << log;
+    }
+}
+
+TEST_F(recording_test, fills_the_time_between_two_sources_and_logs_only_so_much) {
+    start();
+    auto recorded = record("r", ulaw_out);
+    const auto began = std::chrono::steady_clock::now();
+    feed(*recorded, PCMU, {1000, 'a'});
+    std::this_thread::sleep_for(std::chrono::milliseconds(90)); // the clock is what it goes by
+    feed(*recorded, PCMU, {5, 'b', 160, false, 8});
+    const auto most =
+        (std::chrono::steady_clock::now() - began) / std::chrono::milliseconds(20) - 1;
+    for (int i = 0; i < 150; ++i) {
+        feed(*recorded, PCMU, {4, 'c', 160, false, 8});
+    }
+    recorded.reset();
+    const std::string log = finish();
+    const auto filled = fs::file_size(paths[0]) / 160 - 152;
+    EXPECT_TRUE(filled >= 90 / 20 - 1 && filled <= static_cast<std::size_t>(most)) << filled;
+    expect_frames(paths[0], PCMU, "a" + std::string(filled, '.') + "b" + std::string(150, 'c'));
+    EXPECT_NE(log.find("-- recording(r): suppressed log lines: 130\n"), std::string::npos) << log;
+}
+
+TEST_F(recording_test, waits_for_the_writer_in_bounded_memory_and_still_closes) {
+    constexpr int packet_bytes = 1468, record_bytes = 48 + packet_bytes, fed = 12'000;
+    constexpr std::size_t each = sizeof(WriteFileRequest) + record_bytes;
+    const std::vector<char> packet(packet_bytes, 'x');
+    auto gaps = record("gaps", g729_in);
+    for (std::uint32_t i = 0; i <= 60; ++i) { // each as much as one packet may ask for
+        feed(*gaps, G729, {1251 * 80 * i, 'x', 10});
+    }
+    gaps.reset();
+    for (int file = 0; file < 9; ++file) {
+        const auto recorded = record("r", pcap);
+        for (int i = 0; i < fed; ++i) {
+            recorded->record({}, packet.data(), packet_bytes);
+        }
+    }
+    start();
+    const std::string log = finish();
+    EXPECT_EQ(fs::file_size(paths[0]), (61 + 50 * 1250) * 10U);
+    EXPECT_NE(log.find("-- recording(gaps): 10 packets or fillings dropped\n"), std::string::npos);
+    std::size_t waited = 0;
+    for (std::size_t i = 1; i < paths.size(); ++i) {
+        const auto records = fs::file_size(paths[i]) / record_bytes;
+        const std::string dropped =
+            "-- recording(r): " + std::to_string(fed - records) + " packets";
+        EXPECT_NE(log.find(dropped), std::string::npos) << log;
+        EXPECT_LE(records * each, (16U << 20) + each);
+        waited += records * each;
+    }
+    EXPECT_NEAR(static_cast<double>(waited), 128 << 20, 2 * each + 10'000);
+}
+
+} // namespace
+} // namespace vocalink

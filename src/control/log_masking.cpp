@@ -21,8 +21,8 @@ bool contains(const std::array<std::string_view, Count>& words, std::string_view
 
 /** Commands whose words are ids, paths and the like. */
 bool takes_no_keys(std::string_view command) {
-    static constexpr std::array<std::string_view, 11> commands = {
-        "new",  "delete", "join",    "leave",       "clear", "recording",
+    static constexpr std::array<std::string_view, 10> commands = {
+        "new",  "delete", "join",    "leave",       "recording",
         "list", "show",   "recover", "queue_count", "play"};
     return contains(commands, command);
 }
@@ -43,7 +43,7 @@ bool is_secret(const std::deque<std::string>& words, std::size_t place) {
     if (takes_no_keys(words[0])) {
         return false;
     }
-    if (words[0] != "set") {
+    if (words[0] != "set" && words[0] != "clear") {
         return has_key_length(words[place]);
     }
     if (place < feature_place || is_plain_feature(words[feature_place])) {

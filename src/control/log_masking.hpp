@@ -9,7 +9,7 @@
 namespace vocalink {
 
 /** Knows which words of a command may be keys, and hides them in what is logged of it. That is
- *  whatever stands behind the feature of a set command for encryption, or in the place of a feature
+ *  whatever stands behind the word "encryption" of a set or clear command, or in the place of a feature
  *  that is none; and in a command that is not known, such as one that was cut in two, every word as
  *  long as a key. */
 class log_mask {

@@ -4,6 +4,7 @@
 
 #include <iomanip>
 #include <iostream>
+#include <optional>
 #include <stdexcept>
 
 namespace vocalink::demo {
@@ -13,8 +14,11 @@ namespace {
 constexpr int remark_column = 54;
 
 void show(char direction, const std::string& line, const std::string& remark) {
-    std::cout << "  " << direction << ' ' << std::left << std::setw(remark_column) << line
-              << std::right << "  " << remark << std::endl;
+    std::cout << "  " << direction << ' ' << std::left << std::setw(remark_column) << line;
+    if (line.size() > std::size_t{remark_column}) {
+        std::cout << "\n    " << std::setw(remark_column) << ' ';
+    }
+    std::cout << std::right << "  " << remark << std::endl;
 }
 
 } // namespace
@@ -34,12 +38,16 @@ std::string dialogue::say(const std::string& command, const std::string& remark,
     return reply;
 }
 
-std::optional<std::string> dialogue::hear(const std::string& remark) {
-    std::optional<std::string> notice = control.notice();
-    if (notice) {
-        show('<', *notice, remark);
+void dialogue::hear(const std::string& beginning, const std::string& remark) {
+    const std::optional<std::string> notice = control.notice();
+    if (!notice) {
+        throw std::runtime_error("no notice \"" + beginning + "\" came");
     }
-    return notice;
+    show('<', *notice, remark);
+    if (!notice->starts_with(beginning)) {
+        throw std::runtime_error("expected the notice \"" + beginning + "\", but \"" + *notice +
+                                 "\" came");
+    }
 }
 
 } // namespace vocalink::demo

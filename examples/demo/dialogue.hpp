@@ -4,7 +4,6 @@
 
 #include "harness/controller.hpp"
 
-#include <optional>
 #include <string>
 
 namespace vocalink::demo {
@@ -22,8 +21,10 @@ class dialogue {
     std::string say(const std::string& command, const std::string& remark,
                     const std::string& reply_remark = "done");
 
-    /** Waits for a notice and shows it; nothing when none comes within the default time-out. */
-    std::optional<std::string> hear(const std::string& remark);
+    /** Waits for the next notice, shows it and checks how it begins.
+     *  @throws std::runtime_error when it begins otherwise, or when none comes within the default
+     *          time-out */
+    void hear(const std::string& beginning, const std::string& remark);
 
   private:
     harness::controller control;

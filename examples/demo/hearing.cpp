@@ -9,19 +9,24 @@
 
 namespace vocalink::demo {
 
-verdict::verdict(std::span<const leg> call_legs, std::set<std::string> mute_legs)
+verdict::verdict(std::span<const leg> call_legs, const std::vector<voice>& others,
+                 std::set<std::string> mute_legs)
     : legs(call_legs), mute(std::move(mute_legs)) {
+    for (const leg& speaker : legs) {
+        voices.push_back({speaker.name(), speaker.said()});
+    }
+    voices.insert(voices.end(), others.begin(), others.end());
     for (const leg& listener : legs) {
         hearing& one = hearings.emplace_back();
         one.level_dbfs = level_dbfs(listener.heard());
-        for (const leg& speaker : legs) {
-            one.likenesses.push_back(likeness(listener.heard(), speaker.said()));
+        for (const voice& speaker : voices) {
+            one.likenesses.push_back(likeness(listener.heard(), speaker.said));
         }
     }
 }
 
 bool verdict::expected(std::size_t listener, std::size_t speaker) const {
-    return listener != speaker && !mute.contains(legs[speaker].name());
+    return listener != speaker && !mute.contains(voices[speaker].name);
 }
 
 bool verdict::heard(std::size_t listener, std::size_t speaker) const {
@@ -46,8 +51,8 @@ void verdict::print() const {
 void verdict::print_heading() const {
     std::cout << "  leg    codec    sent  received  lost  level heard   how much of whose voice\n"
               << "                                             dBFS ";
-    for (const leg& speaker : legs) {
-        std::cout << std::setw(8) << speaker.name();
+    for (const voice& speaker : voices) {
+        std::cout << std::setw(8) << speaker.name;
     }
     std::cout << '\n';
 }
@@ -59,7 +64,7 @@ void verdict::print_leg(std::size_t listener) const {
               << std::setw(10) << each.voice_packets_received() << std::setw(6)
               << each.packets_lost() << std::setw(11) << std::setprecision(1)
               << hearings[listener].level_dbfs << ' ' << std::setprecision(2);
-    for (std::size_t speaker = 0; speaker < legs.size(); ++speaker) {
+    for (std::size_t speaker = 0; speaker < voices.size(); ++speaker) {
         const bool is_heard = heard(listener, speaker);
         const bool good = is_heard == expected(listener, speaker);
         std::cout << std::setw(7) << hearings[listener].likenesses[speaker]
@@ -73,12 +78,12 @@ void verdict::print_leg(std::size_t listener) const {
 std::vector<std::string> verdict::faults() const {
     std::vector<std::string> found;
     for (std::size_t listener = 0; listener < legs.size(); ++listener) {
-        for (std::size_t speaker = 0; speaker < legs.size(); ++speaker) {
+        for (std::size_t speaker = 0; speaker < voices.size(); ++speaker) {
             const bool is_heard = heard(listener, speaker);
             if (is_heard != expected(listener, speaker)) {
                 std::ostringstream text;
                 text << legs[listener].name() << (is_heard ? " heard " : " did not hear ")
-                     << (listener == speaker ? "itself" : legs[speaker].name()) << " (likeness "
+                     << (listener == speaker ? "itself" : voices[speaker].name) << " (likeness "
                      << std::fixed << std::setprecision(2) << hearings[listener].likenesses[speaker]
                      << ")";
                 found.push_back(text.str());

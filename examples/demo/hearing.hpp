@@ -11,11 +11,17 @@
 
 namespace vocalink::demo {
 
-/** A voice counts as heard from this likeness on. With four voices at once those present measure
+/** A voice counts as heard from this likeness on. With five voices at once those present measure
  *  0.3 and more in every codec used here, those absent 0.06 at most. */
 inline constexpr double heard_from_likeness = 0.15;
 
-/** What one leg heard of every leg of its call, itself included, in the legs' order. */
+/** Somebody, or something, that the legs of a call may have heard. */
+struct voice {
+    std::string name;
+    sound said;
+};
+
+/** What one leg heard of every voice of its call, its own included, in the voices' order. */
 struct hearing {
     double level_dbfs = 0;
     std::vector<double> likenesses;
@@ -24,13 +30,15 @@ struct hearing {
 /** The legs of a call that is over, and what was measured of it. Refers to the legs. */
 class verdict {
   public:
-    /** @param mute  names of legs that nobody is expected to hear */
-    verdict(std::span<const leg> legs, std::set<std::string> mute);
+    /** @param others  voices in the call that are no legs
+     *  @param mute    names of legs that nobody is expected to hear */
+    verdict(std::span<const leg> legs, const std::vector<voice>& others,
+            std::set<std::string> mute);
 
     /** Prints a line for each leg: packets, loss, level, and how much of each voice it heard. */
     void print() const;
 
-    /** What is wrong: every leg has to hear every other that is not mute, and not itself.
+    /** What is wrong: every leg has to hear every voice that is not mute, and not its own.
      *  @return one sentence, which names the leg, for each fault */
     [[nodiscard]] std::vector<std::string> faults() const;
 
@@ -41,6 +49,7 @@ class verdict {
     void print_leg(std::size_t listener) const;
 
     std::span<const leg> legs;
+    std::vector<voice> voices; ///< the legs' in their order, then the others
     std::set<std::string> mute;
     std::vector<hearing> hearings; ///< one for each leg
 };

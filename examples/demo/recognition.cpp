@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Measuring how loud something is and whose voice is in it.
+// Measuring how loud something is, whose voice is in it, and which tones.
+#include "codec.hpp"
 #include "sound.hpp"
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <numbers>
 
 namespace vocalink::demo {
 
@@ -62,6 +64,22 @@ double likeness(std::span<const std::int16_t> heard, std::span<const std::int16_
         }
     }
     return best;
+}
+
+double energy_share(std::span<const std::int16_t> samples, double frequency_hz) {
+    // Goertzel's filter: one term of the Fourier transform.
+    const double feedback = 2 * std::cos(2 * std::numbers::pi * frequency_hz / sample_rate_hz);
+    double state = 0;
+    double before = 0;
+    double energy = 0;
+    for (const std::int16_t sample : samples) {
+        const double next = sample + feedback * state - before;
+        before = state;
+        state = next;
+        energy += static_cast<double>(sample) * sample;
+    }
+    const double found = state * state + before * before - feedback * state * before;
+    return energy > 0 ? 2 * found / (energy * static_cast<double>(samples.size())) : 0;
 }
 
 } // namespace vocalink::demo

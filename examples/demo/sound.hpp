@@ -27,4 +27,8 @@ void write_wav_file(const std::string& path, const sound& samples);
 [[nodiscard]] double likeness(std::span<const std::int16_t> heard,
                               std::span<const std::int16_t> voice);
 
+/** The share that one frequency has in the energy of the samples, 0 to 1; 0 for silence. How close
+ *  two frequencies may be and still be told apart is 8000 Hz divided by the number of samples. */
+[[nodiscard]] double energy_share(std::span<const std::int16_t> samples, double frequency_hz);
+
 } // namespace vocalink::demo

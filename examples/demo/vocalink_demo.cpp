@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Makes calls on recorded speech through the real daemon and checks who heard whom.
+// Plays scenes with the real daemon and checks who heard whom, what was reported and recorded.
 #include "harness/daemon_process.hpp"
 #include "scenes.hpp"
 
@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iostream>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace vocalink::demo {
@@ -18,11 +19,12 @@ using scene = std::vector<std::string> (*)(dialogue&, const places&);
 
 /** @return whether all went well */
 bool run(const places& where, harness::daemon_process& daemon) {
-    std::cout << "A daemon serves the control socket " << daemon.socket_path() << '\n';
+    std::cout << "A daemon serves the control socket " << daemon.socket_path()
+              << "\nand is to leave recordings in " << where.recordings() << ".\n";
     std::vector<std::string> faults;
     {
         dialogue control(daemon.socket_path());
-        for (const scene play : {two_party_call, conference}) {
+        for (const scene play : {two_party_call, conference, sent_digit, played_tones}) {
             for (const std::string& fault : play(control, where)) {
                 faults.push_back(fault);
             }
@@ -30,6 +32,9 @@ bool run(const places& where, harness::daemon_process& daemon) {
     }
     if (const int status = daemon.stop(); status != 0) {
         faults.push_back("the daemon ended with status " + std::to_string(status));
+    }
+    if (std::error_code not_empty; !std::filesystem::remove(where.unfinished(), not_empty)) {
+        faults.push_back("the daemon left files in " + where.unfinished());
     }
     std::cout << '\n' << std::flush;
     for (const std::string& fault : faults) {
@@ -50,8 +55,9 @@ int main(int argument_count, char** arguments) {
     }
     try {
         const demo::places where{arguments[1], arguments[2]};
-        std::filesystem::create_directories(where.output);
-        harness::daemon_process daemon;
+        std::filesystem::create_directories(where.unfinished());
+        std::filesystem::create_directories(where.recordings());
+        harness::daemon_process daemon({"-a", where.unfinished(), "-l", where.recordings()});
         bool good = false;
         try {
             good = demo::run(where, daemon);

@@ -1,15 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // A library to be preloaded into a program: counts its heap allocations in a shared page.
-#include "load/allocation_counter.hpp"
+#include "load/counter_page.hpp"
 
-#include <atomic>
 #include <cerrno>
-#include <cstdint>
 #include <cstdlib>
-
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 // The C library's own allocator under the names it keeps for replacements: looking it up at run
 // time would allocate.
@@ -22,30 +16,15 @@ void* __libc_memalign(std::size_t alignment, std::size_t bytes);
 
 namespace {
 
-using vocalink::bench::allocation_file_variable;
-using vocalink::bench::allocation_page_bytes;
-
-std::uint64_t before_the_page = 0;
-std::uint64_t* page = &before_the_page;
+constinit vocalink::bench::shared_counters counters;
 
 void count_one() {
-    std::atomic_ref<std::uint64_t>(*page).fetch_add(1, std::memory_order_relaxed);
+    counters.count(vocalink::bench::counted_allocations);
 }
 
 /** Runs before the program's entry; what was allocated by then is carried over. */
 [[gnu::constructor]] void open_page() {
-    const char* path = std::getenv(allocation_file_variable);
-    const int fd = path == nullptr ? -1 : open(path, O_RDWR | O_CLOEXEC);
-    if (fd < 0) {
-        return;
-    }
-    void* mapped = mmap(nullptr, allocation_page_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
-    close(fd);
-    if (mapped != MAP_FAILED) {
-        auto* shared = static_cast<std::uint64_t*>(mapped);
-        *shared = before_the_page;
-        page = shared;
-    }
+    counters.open();
 }
 
 } // namespace

@@ -42,9 +42,10 @@ void count_relay(bench_run& run) {
         (void)traffic.run(calls, warm_up_s);
     }
     (void)traffic.run(calls, warm_up_s);
-    const std::uint64_t before = daemon.allocations();
+    const std::uint64_t before = daemon.counts()[counted_allocations];
     const relay_result round = traffic.run(calls, run.options.seconds);
-    report_count(run, "per relayed packet", daemon.allocations() - before, round.received);
+    report_count(run, "per relayed packet", daemon.counts()[counted_allocations] - before,
+                 round.received);
     daemon.stop();
 }
 
@@ -55,9 +56,9 @@ void count_conference(bench_run& run, const std::vector<std::string>& encodings,
         daemon.make_conference(counted_members, run.socket.address(), encodings);
     conference_traffic traffic(run.socket);
     (void)traffic.run(room, warm_up_s);
-    const std::uint64_t before = daemon.allocations();
+    const std::uint64_t before = daemon.counts()[counted_allocations];
     const conference_result round = traffic.run(room, run.options.seconds);
-    report_count(run, what, daemon.allocations() - before, round.received_in_all);
+    report_count(run, what, daemon.counts()[counted_allocations] - before, round.received_in_all);
     daemon.stop();
 }
 

@@ -52,6 +52,15 @@ void report_rounds(bench_run& run, std::size_t members, const conference_rounds&
     }
 }
 
+/** Ends the members. @return the packets that the daemon has read from them */
+std::uint64_t read_at_last(daemon_under_load& daemon) {
+    std::uint64_t packets = 0;
+    for (const leg_packets& leg : daemon.delete_legs()) {
+        packets += leg.incoming;
+    }
+    return packets;
+}
+
 void measure_members(bench_run& run, std::size_t members) {
     const sockaddr_in& remote = run.socket.address();
     const child_process bare(members,
@@ -79,7 +88,7 @@ void measure_members(bench_run& run, std::size_t members) {
             of_daemon.add(last_daemon);
         });
     const double share_read =
-        static_cast<double>(daemon.delete_legs()) / static_cast<double>(sent_to_daemon);
+        static_cast<double>(read_at_last(daemon)) / static_cast<double>(sent_to_daemon);
     report_rounds(run, members, of_bare, of_daemon, share_read);
     daemon.stop();
 }

@@ -19,6 +19,7 @@ void measure(bench_run& run) {
     };
     for (const part& each :
          {part{"relay", measure_relay}, part{"conference", measure_conference},
+          part{"sound", measure_sound}, part{"recording", measure_recording},
           part{"allocations", measure_allocations}, part{"memory", measure_memory}}) {
         if (run.options.parts.count(each.name) == 0) {
             continue;

@@ -20,6 +20,10 @@ struct measured_process {
  *  count. */
 [[nodiscard]] double cpu_seconds(pid_t pid);
 
+/** Processor seconds of the process's first thread alone, which in the daemon runs the event loop.
+ *  Exact while that thread waits; of one that runs, the last few milliseconds may be missing. */
+[[nodiscard]] double first_thread_cpu_seconds(pid_t pid);
+
 /** The processors of a run. With only one to choose from both are the same, and the figures show
  *  the competition for it. */
 struct core_plan {

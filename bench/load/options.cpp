@@ -15,9 +15,11 @@ namespace {
 constexpr const char* usage =
     "usage: vocalink_load [options]\n"
     "  --quick          a few seconds of everything, for a smoke run\n"
-    "  --parts LIST     of relay,conference,allocations,memory\n"
+    "  --parts LIST     of relay,conference,sound,recording,allocations,memory\n"
     "  --pairs LIST     numbers of two-party calls\n"
     "  --members LIST   numbers of members of a conference\n"
+    "  --players N      sound streams, each playing into a leg of its own\n"
+    "  --recorded LIST  numbers of two-party calls with both streams recorded\n"
     "  --rounds N       rounds of the bare loop and the daemon by turns\n"
     "  --seconds S      length of a round\n"
     "  --idle N         idle streams whose memory is measured\n"
@@ -29,6 +31,8 @@ enum option_code {
     parts,
     pairs,
     members,
+    players,
+    recorded,
     rounds,
     seconds,
     idle,
@@ -61,6 +65,8 @@ std::vector<std::size_t> counts_of(const std::string& list) {
 void make_quick(load_options& options) {
     options.pairs = {20};
     options.members = {3, 10};
+    options.players = 50;
+    options.recorded = {20};
     options.rounds = 1;
     options.seconds = 0.5;
     options.repeat_disturbed = false;
@@ -81,24 +87,19 @@ bool set_parts(load_options& options, const std::string& list) {
     return true;
 }
 
-bool apply(load_options& options, int code, const std::string& value) {
+bool apply_size(load_options& options, int code, const std::string& value) {
     switch (code) {
-    case quick:
-        make_quick(options);
-        return true;
-    case parts:
-        return set_parts(options, value);
     case pairs:
         options.pairs = counts_of(value);
         return true;
     case members:
         options.members = counts_of(value);
         return true;
-    case rounds:
-        options.rounds = count_of(value);
+    case players:
+        options.players = count_of(value);
         return true;
-    case seconds:
-        options.seconds = std::max(std::atof(value.c_str()), 0.1);
+    case recorded:
+        options.recorded = counts_of(value);
         return true;
     case idle:
         options.idle_streams = count_of(value);
@@ -106,11 +107,29 @@ bool apply(load_options& options, int code, const std::string& value) {
     case cycled:
         options.cycled_streams = count_of(value);
         return true;
+    default:
+        return false;
+    }
+}
+
+bool apply(load_options& options, int code, const std::string& value) {
+    switch (code) {
+    case quick:
+        make_quick(options);
+        return true;
+    case parts:
+        return set_parts(options, value);
+    case rounds:
+        options.rounds = count_of(value);
+        return true;
+    case seconds:
+        options.seconds = std::max(std::atof(value.c_str()), 0.1);
+        return true;
     case arithmetic:
         options.arithmetic_csv = value;
         return true;
     default:
-        return false;
+        return apply_size(options, code, value);
     }
 }
 
@@ -121,6 +140,8 @@ std::optional<load_options> parse_options(int argc, char** argv, int& exit_statu
                                    {"parts", required_argument, nullptr, parts},
                                    {"pairs", required_argument, nullptr, pairs},
                                    {"members", required_argument, nullptr, members},
+                                   {"players", required_argument, nullptr, players},
+                                   {"recorded", required_argument, nullptr, recorded},
                                    {"rounds", required_argument, nullptr, rounds},
                                    {"seconds", required_argument, nullptr, seconds},
                                    {"idle", required_argument, nullptr, idle},

@@ -11,9 +11,12 @@
 namespace vocalink::bench {
 
 struct load_options {
-    std::set<std::string> parts = {"relay", "conference", "allocations", "memory"};
+    std::set<std::string> parts = {"relay",     "conference",  "sound",
+                                   "recording", "allocations", "memory"};
     std::vector<std::size_t> pairs = {10, 100, 1000};      // sizes of the relay part
     std::vector<std::size_t> members = {3, 10, 100, 1000}; // sizes of the conference part
+    std::vector<std::size_t> recorded = {100, 250};        // pairs of the recording part
+    std::size_t players = 1000;                            // sound streams that play at once
     std::size_t rounds = 9;               // of each, the bare loop and the daemon by turns
     double seconds = 1.5;                 // of one round
     bool repeat_disturbed = true;         // rounds during which others kept the machine busy

@@ -23,6 +23,13 @@ void measure_relay(bench_run& run);
 /** Conferences, the daemon beside a bare mixing loop: processor time and its growth. */
 void measure_conference(bench_run& run);
 
+/** Sound files played into calls: processor time and system calls per frame, frames missing. */
+void measure_sound(bench_run& run);
+
+/** Calls with every stream recorded, the daemon beside itself without: processor time of its event
+ *  loop, packets missing in the files. */
+void measure_recording(bench_run& run);
+
 /** Heap allocations of the daemon per relayed packet and per member and mixing cycle. */
 void measure_allocations(bench_run& run);
 

@@ -29,12 +29,14 @@ relay_result relay_traffic::run(const measured_process& target, double seconds) 
     latencies.reserve(packets);
 
     const double cpu_before = cpu_seconds(target.pid);
+    const double first_thread_before = first_thread_cpu_seconds(target.pid);
     pacer pace(now_ns(), packet_interval_s * 1e9 / legs, packets);
     while (!pace.finished()) {
         send_due(pace, target);
         receive(target);
     }
     wait_for_stragglers(target);
+    result.first_thread_s = first_thread_cpu_seconds(target.pid) - first_thread_before;
     result.cpu_s = cpu_seconds(target.pid) - cpu_before;
 
     result.received = latencies.size();

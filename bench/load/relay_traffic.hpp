@@ -17,6 +17,7 @@ struct relay_result {
     std::uint64_t received = 0;
     std::uint64_t misrouted = 0; // not from the partner's port, or not 172 bytes long
     double cpu_s = 0;            // of the measured process
+    double first_thread_s = 0;   // of its first thread
     double latency_median_us = 0;
     double latency_p99_us = 0;
     double late_share = 0; // see pacer::late_share
@@ -26,6 +27,9 @@ struct relay_result {
     }
     [[nodiscard]] double cpu_per_million() const {
         return cpu_s / static_cast<double>(received) * 1e6;
+    }
+    [[nodiscard]] double first_thread_per_million() const {
+        return first_thread_s / static_cast<double>(received) * 1e6;
     }
 };
 

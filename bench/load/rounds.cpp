@@ -48,30 +48,23 @@ struct disturbance {
     }
 };
 
-disturbance measure_half(const measured_process& target, const measured_process& other,
-                         const std::function<double(const measured_process&)>& measure) {
-    const paused_process paused(other.pid);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+disturbance measure_watched(const measured_process& target, const round_half& measure) {
     const disturbance_meter meter(target.pid);
     const double late_share = measure(target);
     return {meter.others(), late_share};
 }
 
-} // namespace
-
-disturbance_meter::disturbance_meter(pid_t measured)
-    : pid(measured), start_ns(now_ns()), busy_at_start_s(machine_busy_s()),
-      own_at_start_s(cpu_seconds(pid) + cpu_seconds(getpid())) {}
-
-double disturbance_meter::others() const {
-    const double busy = machine_busy_s() - busy_at_start_s;
-    const double own = cpu_seconds(pid) + cpu_seconds(getpid()) - own_at_start_s;
-    return std::max(busy - own, 0.0) / (1e-9 * static_cast<double>(now_ns() - start_ns));
+disturbance measure_half(const measured_process& target, const measured_process& other,
+                         const round_half& measure) {
+    const paused_process paused(other.pid);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    return measure_watched(target, measure);
 }
 
-void run_rounds(bench_run& run, const std::string& what, const rivals& servers,
-                const std::function<double(const measured_process&)>& measure,
-                const std::function<void()>& keep) {
+/** @param measure_round  given the number of rounds kept so far */
+void repeat_rounds(bench_run& run, const std::string& what,
+                   const std::function<disturbance(std::size_t)>& measure_round,
+                   const std::function<void()>& keep) {
     std::size_t kept = 0;
     std::size_t attempts_left =
         run.options.repeat_disturbed ? attempts_per_round * run.options.rounds : run.options.rounds;
@@ -79,12 +72,7 @@ void run_rounds(bench_run& run, const std::string& what, const rivals& servers,
     disturbance worst;
     for (; kept < run.options.rounds; --attempts_left) {
         progress(what + ", round " + std::to_string(kept + 1));
-        // Each goes first in every other round, so that neither always follows the other.
-        const bool bare_first = kept % 2 == 0;
-        const measured_process& first = bare_first ? servers.bare : servers.daemon;
-        const measured_process& second = bare_first ? servers.daemon : servers.bare;
-        disturbance now = measure_half(first, second, measure);
-        now.add(measure_half(second, first, measure));
+        const disturbance now = measure_round(kept);
         const bool no_choice = attempts_left <= run.options.rounds - kept;
         if (!now.tolerable() && !no_choice) {
             progress("  disturbed by others, repeated");
@@ -101,6 +89,38 @@ void run_rounds(bench_run& run, const std::string& what, const rivals& servers,
                          fixed(worst.others, 2) + " processors, up to " +
                          fixed(100 * worst.late_share, 0) + " % of the packets left 1 ms late");
     }
+}
+
+} // namespace
+
+disturbance_meter::disturbance_meter(pid_t measured)
+    : pid(measured), start_ns(now_ns()), busy_at_start_s(machine_busy_s()),
+      own_at_start_s(cpu_seconds(pid) + cpu_seconds(getpid())) {}
+
+double disturbance_meter::others() const {
+    const double busy = machine_busy_s() - busy_at_start_s;
+    const double own = cpu_seconds(pid) + cpu_seconds(getpid()) - own_at_start_s;
+    return std::max(busy - own, 0.0) / (1e-9 * static_cast<double>(now_ns() - start_ns));
+}
+
+void run_rounds(bench_run& run, const std::string& what, const rivals& servers,
+                const round_half& measure, const std::function<void()>& keep) {
+    const auto both = [&](std::size_t kept) {
+        // Each goes first in every other round, so that neither always follows the other.
+        const bool bare_first = kept % 2 == 0;
+        const measured_process& first = bare_first ? servers.bare : servers.daemon;
+        const measured_process& second = bare_first ? servers.daemon : servers.bare;
+        disturbance now = measure_half(first, second, measure);
+        now.add(measure_half(second, first, measure));
+        return now;
+    };
+    repeat_rounds(run, what, both, keep);
+}
+
+void run_rounds(bench_run& run, const std::string& what, const measured_process& alone,
+                const round_half& measure, const std::function<void()>& keep) {
+    repeat_rounds(
+        run, what, [&](std::size_t) { return measure_watched(alone, measure); }, keep);
 }
 
 } // namespace vocalink::bench

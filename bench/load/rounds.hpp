@@ -33,13 +33,19 @@ struct rivals {
     const measured_process& daemon;
 };
 
+/** Measures one server once and returns the share of the packets that were sent late. */
+using round_half = std::function<double(const measured_process&)>;
+
 /** Runs the wanted number of rounds, each on the bare loop and on the daemon. A round that others
  *  disturbed is repeated, within limits; what cannot be helped is noted.
  *  @param measure  does one half of a round and keeps its result by itself
  *  @param keep     called after both halves: the results count
  *  A half that is not kept is overwritten by the next. */
 void run_rounds(bench_run& run, const std::string& what, const rivals& servers,
-                const std::function<double(const measured_process&)>& measure,
-                const std::function<void()>& keep);
+                const round_half& measure, const std::function<void()>& keep);
+
+/** The same for one server without a rival. */
+void run_rounds(bench_run& run, const std::string& what, const measured_process& alone,
+                const round_half& measure, const std::function<void()>& keep);
 
 } // namespace vocalink::bench

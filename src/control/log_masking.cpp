@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <string_view>
 
 namespace vocalink {
@@ -13,18 +14,21 @@ namespace {
 constexpr const char* hidden = "****";
 constexpr std::size_t raw_key_length = 30;
 constexpr std::size_t base64_key_length = 40;
+constexpr std::size_t feature_place = 3;
+
+// A mistyped command word is hardly longer; a longer one may be what a cut line left of a key.
+constexpr std::size_t longest_slip = 15;
 
 template <std::size_t Count>
 bool contains(const std::array<std::string_view, Count>& words, std::string_view word) {
     return std::find(words.begin(), words.end(), word) != words.end();
 }
 
-/** Commands whose words are ids, paths and the like. */
-bool takes_no_keys(std::string_view command) {
-    static constexpr std::array<std::string_view, 10> commands = {
-        "new",  "delete", "join",    "leave",       "recording",
-        "list", "show",   "recover", "queue_count", "play"};
-    return contains(commands, command);
+bool is_command(std::string_view word) {
+    static constexpr std::array<std::string_view, 12> commands = {
+        "new",  "delete", "join", "leave",     "clear",   "set",
+        "list", "show",   "play", "recording", "recover", "queue_count"};
+    return contains(commands, word);
 }
 
 bool is_plain_feature(std::string_view feature) {
@@ -37,19 +41,31 @@ bool has_key_length(std::string_view word) {
     return word.size() == raw_key_length || word.size() == base64_key_length;
 }
 
+bool mentions_encryption(const std::deque<std::string>& words) {
+    return std::any_of(words.begin(), words.end(), [](const std::string& word) {
+        return strcasestr(word.c_str(), "encryption") != nullptr;
+    });
+}
+
+/** Whether the command is one that sets a feature, in its proper form as far as the feature. */
+bool names_feature(const std::deque<std::string>& words) {
+    return words.size() > feature_place && (words[0] == "set" || words[0] == "clear") &&
+           words[1] == "stream";
+}
+
 /** Whether the word at that place is to be hidden. */
 bool is_secret(const std::deque<std::string>& words, std::size_t place) {
-    constexpr std::size_t feature_place = 3;
-    if (takes_no_keys(words[0])) {
-        return false;
+    const std::string& word = words[place];
+    const bool known = is_command(words[0]);
+    if (place == 0) {
+        return !known && word.size() > longest_slip;
     }
-    if (words[0] != "set" && words[0] != "clear") {
-        return has_key_length(words[place]);
+    if (names_feature(words) && place >= feature_place && !is_plain_feature(words[feature_place])) {
+        return place > feature_place || word != "encryption";
     }
-    if (place < feature_place || is_plain_feature(words[feature_place])) {
-        return false;
-    }
-    return place > feature_place || words[place] != "encryption";
+    const bool feature_command = words[0] == "set" || words[0] == "clear";
+    const bool in_order = known && (!feature_command || names_feature(words));
+    return has_key_length(word) && (!in_order || mentions_encryption(words));
 }
 
 } // namespace

@@ -8,10 +8,10 @@
 
 namespace vocalink {
 
-/** Knows which words of a command may be keys, and hides them in what is logged of it. That is
- *  whatever stands behind the word "encryption" of a set or clear command, or in the place of a feature
- *  that is none; and in a command that is not known, such as one that was cut in two, every word as
- *  long as a key. */
+/** Knows which words of a command may be keys, and hides them in what is logged of it: whatever stands
+ *  behind the feature of a set or clear command for encryption, or in the place of a feature that is
+ *  none; every word as long as a key in a command that is not known, is out of form or speaks of
+ *  encryption; and a command word too long to be a slip of the keyboard, as a cut line leaves. */
 class log_mask {
   public:
     explicit log_mask(const std::deque<std::string>& words);

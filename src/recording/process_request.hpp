@@ -88,7 +88,7 @@ class WriteFileRequest : public DataRequest {
         return {reinterpret_cast<const char*>(this + 1), length};
     }
     [[nodiscard]] long long memory_bytes() const override {
-        return static_cast<long long>(sizeof *this + length);
+        return static_cast<long long>(sizeof *this) + static_cast<long long>(length);
     }
 
     static void operator delete(void* request) { ::operator delete(request); }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // µ-law both ways, one frame of 20 ms.
-#include "streams/g711.hpp"
+#include "audio/g711.hpp"
 
 #include <benchmark/benchmark.h>
 

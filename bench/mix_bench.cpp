@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The sums of one mixing cycle, for conferences of several sizes and by both ways of adding.
-#include "streams/mixer.hpp"
+#include "audio/mixer.hpp"
 
 #include <benchmark/benchmark.h>
 

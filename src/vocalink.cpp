@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The process entry: daemon with -s, client without.
+#include "base/config.hpp"
 #include "control/main.hpp"
 #include "control/remote.hpp"
-#include "util/config.hpp"
 #include "util/descriptor_limit.hpp"
 #include "util/log_line.hpp"
 #include "util/standard_descriptors.hpp"

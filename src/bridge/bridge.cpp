@@ -2,8 +2,8 @@
 // Membership of a bridge, its listings and its end.
 #include "bridge/bridge.hpp"
 
-#include "util/config.hpp"
-#include "util/exceptions.hpp"
+#include "base/config.hpp"
+#include "base/exceptions.hpp"
 #include "util/log_line.hpp"
 #include "util/text.hpp"
 

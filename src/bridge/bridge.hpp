@@ -2,7 +2,7 @@
 // The object that joins streams so that their parties hear each other.
 #pragma once
 
-#include "streams/mixer.hpp"
+#include "audio/mixer.hpp"
 #include "streams/stream.hpp"
 #include "util/event_loop.hpp"
 #include "util/signal.hpp"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The mixing cycle: one frame from every member, and to every member the sum of what it may hear.
 #include "bridge/bridge.hpp"
-#include "streams/rtp_packet.hpp"
+#include "rtp/rtp_packet.hpp"
 
 #include <array>
 

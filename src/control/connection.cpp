@@ -2,8 +2,8 @@
 // A connection's framing, dispatch, replies and notices.
 #include "control/connection.hpp"
 
+#include "base/exceptions.hpp"
 #include "control/log_masking.hpp"
-#include "util/exceptions.hpp"
 #include "util/log_line.hpp"
 #include "util/text.hpp"
 

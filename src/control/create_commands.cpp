@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Commands that create streams and bridges.
+#include "base/exceptions.hpp"
 #include "control/command_words.hpp"
 #include "control/connection.hpp"
 #include "streams/alsa_stream.hpp"
@@ -7,7 +8,6 @@
 #include "streams/rtp_stream.hpp"
 #include "streams/sound_stream.hpp"
 #include "streams/tone_stream.hpp"
-#include "util/exceptions.hpp"
 #include "util/text.hpp"
 
 #include <cstdlib>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Commands that use the features of existing streams.
+#include "base/exceptions.hpp"
 #include "control/command_words.hpp"
 #include "control/connection.hpp"
 #include "util/base64.hpp"
-#include "util/exceptions.hpp"
 #include "util/text.hpp"
 
 #include <cstdlib>

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Commands that only tell.
+#include "base/exceptions.hpp"
 #include "control/command_words.hpp"
 #include "control/connection.hpp"
 #include "recording/logging_thread.hpp"
 #include "recording/rec_mover_thread.hpp"
-#include "util/exceptions.hpp"
 #include "util/log_line.hpp"
 #include "util/text.hpp"
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Commands that end, join and part media objects.
+#include "base/exceptions.hpp"
 #include "control/command_words.hpp"
 #include "control/connection.hpp"
-#include "util/exceptions.hpp"
 #include "util/log_line.hpp"
 #include "util/text.hpp"
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The command that starts and stops recordings.
+#include "base/exceptions.hpp"
 #include "control/command_words.hpp"
 #include "control/connection.hpp"
 #include "recording/recording.hpp"
-#include "util/exceptions.hpp"
 #include "util/log_line.hpp"
 
 #include <array>

@@ -2,9 +2,9 @@
 // The worker that writes recording files.
 #include "recording/logging_thread.hpp"
 
+#include "base/config.hpp"
 #include "recording/pcap.hpp"
 #include "recording/rec_mover_thread.hpp"
-#include "util/config.hpp"
 #include "util/log_line.hpp"
 
 #include <cassert>

@@ -2,9 +2,9 @@
 // The recording of one stream into one file.
 #include "recording/recording.hpp"
 
+#include "base/config.hpp"
 #include "recording/logging_thread.hpp"
-#include "streams/rtp_packet.hpp"
-#include "util/config.hpp"
+#include "rtp/rtp_packet.hpp"
 #include "util/log_line.hpp"
 #include "util/unique_id.hpp"
 

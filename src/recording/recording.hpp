@@ -4,7 +4,7 @@
 
 #include "recording/pcap.hpp"
 #include "recording/recording_file.hpp"
-#include "streams/rtp_payload.hpp"
+#include "rtp/rtp_payload.hpp"
 #include "util/repeat_guard.hpp"
 
 #include <cstdint>

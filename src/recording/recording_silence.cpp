@@ -2,7 +2,7 @@
 // How raw recordings keep real time: frames of silence where packets are missing.
 #include "recording/process_request.hpp"
 #include "recording/recording.hpp"
-#include "streams/rtp_packet.hpp"
+#include "rtp/rtp_packet.hpp"
 #include "util/log_line.hpp"
 #include "util/time_values.hpp"
 

@@ -2,9 +2,9 @@
 // The output to the machine's sound device.
 #include "streams/alsa_stream.hpp"
 
-#include "streams/g711.hpp"
-#include "streams/rtp_packet.hpp"
-#include "util/exceptions.hpp"
+#include "audio/g711.hpp"
+#include "base/exceptions.hpp"
+#include "rtp/rtp_packet.hpp"
 #include "util/log_line.hpp"
 #include "util/text.hpp"
 

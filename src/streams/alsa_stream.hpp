@@ -2,7 +2,7 @@
 // The output to the machine's sound device.
 #pragma once
 
-#include "streams/player_pipe.hpp"
+#include "audio/player_pipe.hpp"
 #include "streams/stream.hpp"
 
 #include <string>

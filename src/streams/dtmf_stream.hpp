@@ -2,7 +2,7 @@
 // The sender of one telephone event.
 #pragma once
 
-#include "streams/rtp_packet.hpp"
+#include "rtp/rtp_packet.hpp"
 #include "streams/timer_stream.hpp"
 #include "util/event_loop.hpp"
 

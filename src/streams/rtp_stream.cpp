@@ -2,8 +2,8 @@
 // The RTP endpoint's construction, socket and end.
 #include "streams/rtp_stream.hpp"
 
-#include "streams/rtp_ports.hpp"
-#include "util/exceptions.hpp"
+#include "base/exceptions.hpp"
+#include "rtp/rtp_ports.hpp"
 #include "util/inet_text.hpp"
 #include "util/log_line.hpp"
 #include "util/system_random.hpp"

@@ -2,11 +2,11 @@
 // The RTP endpoint: a UDP socket, a far end, and a codec.
 #pragma once
 
-#include "streams/frame_decoder.hpp"
-#include "streams/frame_encoder.hpp"
-#include "streams/rtp_packet.hpp"
-#include "streams/sap_announcer.hpp"
-#include "streams/srtp_session.hpp"
+#include "audio/frame_decoder.hpp"
+#include "audio/frame_encoder.hpp"
+#include "rtp/rtp_packet.hpp"
+#include "rtp/sap_announcer.hpp"
+#include "rtp/srtp_session.hpp"
 #include "streams/stream.hpp"
 #include "util/event_loop.hpp"
 #include "util/repeat_guard.hpp"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The RTP endpoint's receive path: reading, classifying, reporting and decoding.
-#include "streams/g711.hpp"
+#include "audio/g711.hpp"
 #include "streams/rtp_stream.hpp"
 #include "util/log_line.hpp"
 

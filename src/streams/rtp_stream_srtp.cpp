@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The RTP endpoint's encryption: keys, and the packets in both directions.
+#include "base/exceptions.hpp"
 #include "streams/rtp_stream.hpp"
-#include "util/exceptions.hpp"
 #include "util/log_line.hpp"
 
 #include <span>

@@ -2,8 +2,8 @@
 // The player of sound files.
 #include "streams/sound_stream.hpp"
 
-#include "streams/g711.hpp"
-#include "util/exceptions.hpp"
+#include "audio/g711.hpp"
+#include "base/exceptions.hpp"
 #include "util/log_line.hpp"
 #include "util/system_random.hpp"
 #include "util/text.hpp"

@@ -2,9 +2,9 @@
 // The player of sound files.
 #pragma once
 
-#include "streams/frame_decoder.hpp"
-#include "streams/rtp_packet.hpp"
-#include "streams/sound_file.hpp"
+#include "audio/frame_decoder.hpp"
+#include "audio/sound_file.hpp"
+#include "rtp/rtp_packet.hpp"
 #include "streams/timer_stream.hpp"
 #include "util/event_loop.hpp"
 

@@ -2,7 +2,7 @@
 // The media endpoint's construction, end, routing and statistics.
 #include "streams/stream.hpp"
 
-#include "util/config.hpp"
+#include "base/config.hpp"
 #include "util/log_line.hpp"
 
 #include <algorithm>

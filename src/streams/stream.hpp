@@ -2,9 +2,9 @@
 // The media endpoint from which every stream kind derives.
 #pragma once
 
+#include "audio/mixer.hpp"
 #include "recording/recording.hpp"
-#include "streams/mixer.hpp"
-#include "streams/rtp_payload.hpp"
+#include "rtp/rtp_payload.hpp"
 #include "util/event_loop.hpp"
 #include "util/signal.hpp"
 

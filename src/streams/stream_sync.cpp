@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // How streams take turns by their own arrivals: draining alone, relaying in a pair.
-#include "streams/rtp_packet.hpp"
+#include "rtp/rtp_packet.hpp"
 #include "streams/stream.hpp"
 #include "util/log_line.hpp"
 

@@ -2,7 +2,7 @@
 // The generator and detector of signalling tones.
 #include "streams/tone_stream.hpp"
 
-#include "util/exceptions.hpp"
+#include "base/exceptions.hpp"
 #include "util/log_line.hpp"
 #include "util/system_random.hpp"
 #include "util/text.hpp"

@@ -2,9 +2,9 @@
 // The generator and detector of signalling tones.
 #pragma once
 
-#include "streams/rtp_packet.hpp"
+#include "audio/tone_generator.hpp"
+#include "rtp/rtp_packet.hpp"
 #include "streams/timer_stream.hpp"
-#include "streams/tone_generator.hpp"
 #include "util/c_handle.hpp"
 #include "util/repeat_guard.hpp"
 

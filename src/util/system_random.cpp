@@ -2,7 +2,7 @@
 // Random numbers from the system's source.
 #include "util/system_random.hpp"
 
-#include "util/exceptions.hpp"
+#include "base/exceptions.hpp"
 
 #include <unistd.h>
 

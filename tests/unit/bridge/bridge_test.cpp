@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // How a bridge moves audio as members come and go, and who hears whom in its mix.
+#include "base/config.hpp"
+#include "base/exceptions.hpp"
 #include "bridge/bridge.hpp"
-#include "util/config.hpp"
-#include "util/exceptions.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // pcap headers, the workers' queue, file names and moves; packets through both workers into files.
+#include "base/config.hpp"
 #include "harness/rtp_peer.hpp"
 #include "harness/temporary_directory.hpp"
 #include "recording/logging_thread.hpp"
@@ -7,7 +8,6 @@
 #include "recording/pcap.hpp"
 #include "recording/rec_mover_thread.hpp"
 #include "recording/recording.hpp"
-#include "util/config.hpp"
 #include "util/unique_id.hpp"
 
 #include <gtest/gtest.h>

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The streams that need no network: sound device, tones and sound files.
+#include "audio/frame_encoder.hpp"
+#include "audio/g711.hpp"
+#include "base/config.hpp"
 #include "harness/temporary_directory.hpp"
+#include "rtp/rtp_packet.hpp"
 #include "streams/alsa_stream.hpp"
-#include "streams/frame_encoder.hpp"
-#include "streams/g711.hpp"
-#include "streams/rtp_packet.hpp"
 #include "streams/sound_stream.hpp"
 #include "streams/tone_stream.hpp"
-#include "util/config.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // How many sources an encrypted leg follows, and what it says of itself to the network.
 #include "harness/rtp_peer.hpp"
-#include "streams/sap_announcer.hpp"
-#include "streams/srtp_session.hpp"
+#include "rtp/sap_announcer.hpp"
+#include "rtp/srtp_session.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Samples, sums and packet measures; the RTP endpoint against a far end on the loopback network.
+#include "audio/g711.hpp"
+#include "audio/mixer.hpp"
+#include "base/config.hpp"
 #include "harness/rtp_peer.hpp"
-#include "streams/g711.hpp"
-#include "streams/mixer.hpp"
-#include "streams/rtp_ports.hpp"
+#include "rtp/rtp_ports.hpp"
 #include "streams/rtp_stream.hpp"
-#include "util/config.hpp"
 
 #include <gtest/gtest.h>
 

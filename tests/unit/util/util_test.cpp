@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Text, time values, identifiers, dumps, options and signals.
-#include "util/config.hpp"
+#include "base/config.hpp"
 #include "util/hex_dump.hpp"
 #include "util/signal.hpp"
 #include "util/text.hpp"

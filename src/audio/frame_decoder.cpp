@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Decoding of received frames.
-#include "streams/frame_decoder.hpp"
+#include "audio/frame_decoder.hpp"
 
-#include "util/exceptions.hpp"
+#include "base/exceptions.hpp"
 
 #include <cstddef>
 #include <cstdint>

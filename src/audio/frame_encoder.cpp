@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Encoding of a stream's frames.
-#include "streams/frame_encoder.hpp"
+#include "audio/frame_encoder.hpp"
 
-#include "streams/g711.hpp"
-#include "util/exceptions.hpp"
+#include "audio/g711.hpp"
+#include "base/exceptions.hpp"
 
 #include <cstdint>
 

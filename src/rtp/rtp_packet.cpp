@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The RTP header as it lies on the wire (RFC 3550 5.1), read and written byte by byte.
-#include "streams/rtp_packet.hpp"
+#include "rtp/rtp_packet.hpp"
 
 #include <cstring>
 

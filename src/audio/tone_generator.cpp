@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Generation of signalling tones.
-#include "streams/tone_generator.hpp"
+#include "audio/tone_generator.hpp"
 
-#include "util/exceptions.hpp"
+#include "base/exceptions.hpp"
 
 namespace vocalink {
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // A file of encoded frames, read ahead in blocks.
-#include "streams/sound_file.hpp"
+#include "audio/sound_file.hpp"
 
 #include <algorithm>
 #include <cerrno>

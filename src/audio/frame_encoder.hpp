@@ -2,7 +2,7 @@
 // Encoding of a stream's frames.
 #pragma once
 
-#include "streams/rtp_payload.hpp"
+#include "rtp/rtp_payload.hpp"
 #include "util/c_handle.hpp"
 
 extern "C" {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // One direction of SRTP (RFC 3711), by libsrtp.
-#include "streams/srtp_session.hpp"
+#include "rtp/srtp_session.hpp"
 
-#include "streams/rtp_packet.hpp"
+#include "rtp/rtp_packet.hpp"
 
 #include <algorithm>
 #include <array>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Announcements of a stream on the local network (SAP, RFC 2974).
-#include "streams/sap_announcer.hpp"
+#include "rtp/sap_announcer.hpp"
 
-#include "util/exceptions.hpp"
+#include "base/exceptions.hpp"
 #include "util/log_line.hpp"
 
 #include <array>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // G.711 µ-law conversion.
-#include "streams/g711.hpp"
+#include "audio/g711.hpp"
 
 #include <algorithm>
 #include <bit>

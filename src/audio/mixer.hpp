@@ -2,7 +2,7 @@
 // Sums of linear frames, saturated at the 16-bit limits.
 #pragma once
 
-#include "streams/rtp_payload.hpp"
+#include "rtp/rtp_payload.hpp"
 
 #include <array>
 #include <cstdint>

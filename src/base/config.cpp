@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The parsed command line, readable from every layer.
-#include "util/config.hpp"
+#include "base/config.hpp"
 
 #include <algorithm>
 #include <cassert>

@@ -2,7 +2,7 @@
 // Decoding of received frames.
 #pragma once
 
-#include "streams/rtp_payload.hpp"
+#include "rtp/rtp_payload.hpp"
 #include "util/c_handle.hpp"
 
 extern "C" {

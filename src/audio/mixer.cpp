@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Sums of linear frames, saturated at the 16-bit limits.
-#include "streams/mixer.hpp"
+#include "audio/mixer.hpp"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The payload types that streams carry, and the facts about each.
-#include "streams/rtp_payload.hpp"
+#include "rtp/rtp_payload.hpp"
 
 #include <array>
 #include <cstddef>

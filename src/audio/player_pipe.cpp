@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // A sound player running beside the daemon, fed through a pipe.
-#include "streams/player_pipe.hpp"
+#include "audio/player_pipe.hpp"
 
 #include <cerrno>
 #include <csignal>

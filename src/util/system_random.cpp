@@ -2,7 +2,8 @@
 // Random numbers from the system's source.
 #include "util/system_random.hpp"
 
-#include "base/exceptions.hpp"
+#include <cerrno>
+#include <system_error>
 
 #include <unistd.h>
 
@@ -11,7 +12,7 @@ namespace vocalink::util {
 std::uint32_t system_random() {
     std::uint32_t value = 0;
     if (getentropy(&value, sizeof value) != 0) {
-        throw stream_exception("Could not get a random number");
+        throw std::system_error(errno, std::generic_category(), "getentropy");
     }
     return value;
 }

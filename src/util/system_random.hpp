@@ -7,7 +7,7 @@
 namespace vocalink::util {
 
 /** 32 bits that do not repeat from one start of the process to the next.
- *  @throws stream_exception when the system gives none */
+ *  @throws std::system_error when the system gives none */
 [[nodiscard]] std::uint32_t system_random();
 
 } // namespace vocalink::util

@@ -8,14 +8,24 @@
 
 namespace vocalink {
 
+/** The words of a command; handlers take them from the front. */
+using word_list = std::deque<std::string>;
+
+/** What a command comes to. */
+struct command_result {
+    /** The command is done. @param text  the reply, without its line end */
+    command_result(std::string text) : reply(std::move(text)) {}
+    command_result(const char* text) : reply(text) {}
+
+    std::string reply;
+};
+
 // Well-formed commands that name a wrong id are answered like this, without an exception.
-inline constexpr const char* stream_exists = "ERROR stream already exists";
-inline constexpr const char* bridge_exists = "ERROR bridge already exists";
 inline constexpr const char* no_such_stream = "ERROR can't find stream";
 inline constexpr const char* no_such_bridge = "ERROR can't find bridge";
 
 /** Removes and returns the first word; there must be one. */
-[[nodiscard]] inline std::string take_word(std::deque<std::string>& words) {
+[[nodiscard]] inline std::string take_word(word_list& words) {
     std::string word = std::move(words.front());
     words.pop_front();
     return word;

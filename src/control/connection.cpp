@@ -3,6 +3,7 @@
 #include "control/connection.hpp"
 
 #include "base/exceptions.hpp"
+#include "control/commands.hpp"
 #include "control/log_masking.hpp"
 #include "util/log_line.hpp"
 #include "util/text.hpp"
@@ -30,27 +31,26 @@ constexpr std::chrono::milliseconds longest_turn{2};
 // A client that reads no notices gets no more of them beyond this; its calls go on.
 constexpr std::size_t max_backlog_bytes = 1'048'576;
 
-} // namespace
+/** @throws whatever the handler throws, and command_exception for a word that is no command */
+command_result dispatch(connection& caller, word_list& words) {
+    if (words.empty()) {
+        throw command_exception("commands must be in the format 'operation [args]'");
+    }
+    const std::string operation = take_word(words);
+    const command* const row = find_command(operation);
+    if (row == nullptr) {
+        throw command_exception(util::format("unknown command '%s'", operation.c_str()));
+    }
+    return row->run(caller, words);
+}
 
-const connection::command connection::command_table[] = {
-    {"new", &connection::_new},
-    {"delete", &connection::_delete},
-    {"join", &connection::_join},
-    {"leave", &connection::_leave},
-    {"clear", &connection::_clear},
-    {"set", &connection::_set},
-    {"recording", &connection::_recording},
-    {"list", &connection::_list},
-    {"show", &connection::_show},
-    {"recover", &connection::_recover},
-    {"queue_count", &connection::_queue_count},
-    {"play", &connection::_play},
-};
+} // namespace
 
 connection::connection(const char* connection_name, util::unique_fd accepted)
     : name(connection_name), fd(std::move(accepted)), output(fd.get()) {
     log_line("connection", name) << "starting with fd " << fd.get();
     output.write("RECOVER_OK\n");
+    objects.notify_signal.connect(this, &connection::notify);
     output.drained.connect(this, &connection::resume_lines);
     resume_timer.set<connection, &connection::handle_resume>(this);
     input_watcher.set<connection, &connection::handle_input>(this);
@@ -58,13 +58,7 @@ connection::connection(const char* connection_name, util::unique_fd accepted)
 }
 
 connection::~connection() {
-    // Each takes itself out of its map through its deletion signal.
-    while (!streams.empty()) {
-        delete streams.begin()->second;
-    }
-    while (!bridges.empty()) {
-        delete bridges.begin()->second;
-    }
+    objects.end_all();
     deleted.emit(name);
     if (dropped_notices > 0) {
         log_line("connection", name) << dropped_notices << " notices dropped";
@@ -134,13 +128,13 @@ void connection::handle_resume(ev::timer&, int) {
 }
 
 std::string connection::handle_command(const char* line) {
-    words arguments;
-    util::parse_args(line, arguments, '\0');
-    const log_mask mask(arguments);
+    word_list words;
+    util::parse_args(line, words, '\0');
+    const log_mask mask(words);
     log_line() << "<- tolvey connection(" << name << "): " << mask.line(line);
     std::string reply;
     try {
-        reply = dispatch(arguments);
+        reply = dispatch(*this, words).reply;
     } catch (const command_exception& failure) {
         reply = "ERROR COMMAND_ERROR " + failure.message;
     } catch (const bridge_exception& failure) {
@@ -155,24 +149,6 @@ std::string connection::handle_command(const char* line) {
     return reply + "\n";
 }
 
-std::string connection::dispatch(words& arguments) {
-    if (arguments.empty()) {
-        throw command_exception("commands must be in the format 'operation [args]'");
-    }
-    const std::string operation = std::move(arguments.front());
-    arguments.pop_front();
-    for (const command& entry : command_table) {
-        if (operation == entry.word) {
-            return (this->*entry.run)(arguments);
-        }
-    }
-    throw command_exception(util::format("unknown command '%s'", operation.c_str()));
-}
-
-std::string connection::_recover(words&) {
-    return "RECOVER_OK";
-}
-
 void connection::notify(std::string text) {
     log_line() << "<- connection(" << name << "): " << text;
     if (output.backlog_bytes() > max_backlog_bytes) {
@@ -182,28 +158,6 @@ void connection::notify(std::string text) {
         return;
     }
     output.write(text + "\n");
-}
-
-void connection::handle_notification(std::string text) {
-    notify(std::move(text));
-}
-
-void connection::handle_deleted_stream(std::string id) {
-    streams.erase(id);
-}
-
-void connection::handle_deleted_bridge(std::string id) {
-    bridges.erase(id);
-}
-
-stream* connection::find_stream(const std::string& id) const {
-    const auto found = streams.find(id);
-    return found == streams.end() ? nullptr : found->second;
-}
-
-bridge* connection::find_bridge(const std::string& id) const {
-    const auto found = bridges.find(id);
-    return found == bridges.end() ? nullptr : found->second;
 }
 
 } // namespace vocalink

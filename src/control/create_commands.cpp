@@ -1,20 +1,67 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Commands that create streams and bridges.
+// The command that creates streams and bridges.
 #include "base/exceptions.hpp"
-#include "control/command_words.hpp"
+#include "control/commands.hpp"
 #include "control/connection.hpp"
+#include "control/word_table.hpp"
 #include "streams/alsa_stream.hpp"
 #include "streams/dtmf_stream.hpp"
 #include "streams/rtp_stream.hpp"
 #include "streams/sound_stream.hpp"
 #include "streams/tone_stream.hpp"
-#include "util/text.hpp"
 
 #include <cstdlib>
+#include <memory>
 
 namespace vocalink {
 
 namespace {
+
+/** One type that "new" creates. */
+struct object_type {
+    std::string_view word;
+    const char* (*refuse_id)(const owned_objects& owner, const std::string& id);
+    std::size_t word_count; // behind the id
+    const char* usage;      // refuses another number of words
+    /** Creates the object; its words are as many as they must be, its id is free. */
+    command_result (*create)(owned_objects& owner, const std::string& id, word_list& words);
+    bool listed = true; // in the text that answers an unknown type
+};
+
+/** @return the reply that refuses an id which is taken, or null */
+const char* taken_stream(const owned_objects& owner, const std::string& id) {
+    return owner.find_stream(id) == nullptr ? nullptr : "ERROR stream already exists";
+}
+
+const char* taken_bridge(const owned_objects& owner, const std::string& id) {
+    return owner.find_bridge(id) == nullptr ? nullptr : "ERROR bridge already exists";
+}
+
+command_result create_rtp_stream(owned_objects& owner, const std::string& id, word_list& words) {
+    const int port = std::atoi(words[2].c_str());
+    auto created = std::make_unique<rtp_stream>(id, words[0], words[1], port, words[3]);
+    const rtp_stream& adopted = owner.adopt(std::move(created));
+    return "SUCCESS " + adopted.local_port() + " " + adopted.local_ip(false);
+}
+
+command_result create_sound_stream(owned_objects& owner, const std::string& id, word_list& words) {
+    const bool loop = words[1] == "loop";
+    auto created = std::make_unique<sound_stream>(id, words[0], loop, words[2]);
+    const sound_stream& adopted = owner.adopt(std::move(created));
+    return "SUCCESS " + adopted.get_filename() + " " + adopted.get_loopflag();
+}
+
+command_result create_dtmf_stream(owned_objects& owner, const std::string& id, word_list& words) {
+    const int duration_ms = std::atoi(words[1].c_str());
+    const int payload_type = std::atoi(words[2].c_str());
+    owner.adopt(std::make_unique<dtmf_stream>(id, words[0], payload_type, duration_ms));
+    return "SUCCESS";
+}
+
+command_result create_alsa_stream(owned_objects& owner, const std::string& id, word_list&) {
+    owner.adopt(std::make_unique<alsa_stream>(id));
+    return "SUCCESS";
+}
 
 ToneType tone_type_of(const std::string& word) {
     if (word == "BELLMF") {
@@ -29,134 +76,54 @@ ToneType tone_type_of(const std::string& word) {
     throw command_exception("tone_stream type must be BELLMF, R2MF, or DTMF");
 }
 
+command_result create_tone_stream(owned_objects& owner, const std::string& id, word_list& words) {
+    const ToneType type = tone_type_of(words[0]);
+    const bool detection = words[1] == "1" || words[1] == "ON";
+    owner.adopt(std::make_unique<tone_stream>(id, type, detection));
+    return "SUCCESS";
+}
+
+command_result create_bridge(owned_objects& owner, const std::string& id, word_list&) {
+    owner.adopt(std::make_unique<bridge>(id));
+    return "SUCCESS";
+}
+
+constexpr object_type object_types[] = {
+    {"rtp_stream", taken_stream, 4,
+     "new rtp_stream command requires four arguments: 'id ip_address port encoding'",
+     create_rtp_stream},
+    {"sound_stream", taken_stream, 3,
+     "new sound_stream command requires four arguments: 'id soundfilepath loop|noloop encoding'",
+     create_sound_stream},
+    {"dtmf_stream", taken_stream, 3,
+     "new dtmf_stream command requires four arguments: 'id digit duration payload_type'",
+     create_dtmf_stream, false},
+    // The message has always named the wrong type; controllers match it.
+    {"alsa_stream", taken_stream, 0, "new dtmf_stream command requires one argument: 'id'",
+     create_alsa_stream, false},
+    {"vocalink", taken_bridge, 0, "new vocalink command requires one argument: 'id'",
+     create_bridge},
+    {"tone_stream", taken_stream, 2,
+     "new tone_stream command requires three arguments: 'id type detection'", create_tone_stream,
+     false},
+};
+
 } // namespace
 
-std::string connection::_new(words& arguments) {
-    struct creator {
-        const char* type;
-        std::string (connection::*create)(const std::string& id, words& arguments);
-    };
-    static constexpr creator creators[] = {
-        {"rtp_stream", &connection::_new_rtp_stream},
-        {"sound_stream", &connection::_new_sound_stream},
-        {"dtmf_stream", &connection::_new_dtmf_stream},
-        {"alsa_stream", &connection::_new_alsa_stream},
-        {"vocalink", &connection::_new_vocalink},
-        {"tone_stream", &connection::_new_tone_stream},
-    };
-
-    if (arguments.size() < 2) {
+command_result create_object(connection& caller, word_list& words) {
+    if (words.size() < 2) {
         throw command_exception("new command takes at least two arguments: 'type id [type_args]'");
     }
-    const std::string type = take_word(arguments);
-    const std::string id = take_word(arguments);
-    for (const creator& entry : creators) {
-        if (type == entry.type) {
-            return (this->*entry.create)(id, arguments);
-        }
+    const object_type& type = row_of(object_types, take_word(words),
+                                     {"new: unknown object type", "available types are ", ", "});
+    const std::string id = take_word(words);
+    if (words.size() != type.word_count) {
+        throw command_exception(type.usage);
     }
-    throw command_exception(util::format("new: unknown object type '%s', available types are "
-                                         "rtp_stream, sound_stream, vocalink",
-                                         type.c_str()));
-}
-
-std::string connection::_new_rtp_stream(const std::string& id, words& arguments) {
-    if (arguments.size() != 4) {
-        throw command_exception("new rtp_stream command requires four arguments: "
-                                "'id ip_address port encoding'");
+    if (const char* const refusal = type.refuse_id(caller.objects, id); refusal != nullptr) {
+        return refusal;
     }
-    if (find_stream(id) != nullptr) {
-        return stream_exists;
-    }
-    const std::string local_ip = take_word(arguments);
-    const std::string remote_ip = take_word(arguments);
-    const int remote_port = std::atoi(take_word(arguments).c_str());
-    const std::string encoding = take_word(arguments);
-    auto* const made = new rtp_stream(id, local_ip, remote_ip, remote_port, encoding);
-    adopt(made);
-    return "SUCCESS " + made->local_port() + " " + made->local_ip(false);
-}
-
-std::string connection::_new_sound_stream(const std::string& id, words& arguments) {
-    if (arguments.size() != 3) {
-        throw command_exception("new sound_stream command requires four arguments: "
-                                "'id soundfilepath loop|noloop encoding'");
-    }
-    if (find_stream(id) != nullptr) {
-        return stream_exists;
-    }
-    const std::string path = take_word(arguments);
-    const bool loop = take_word(arguments) == "loop";
-    const std::string encoding = take_word(arguments);
-    auto* const made = new sound_stream(id, path, loop, encoding);
-    adopt(made);
-    return "SUCCESS " + made->get_filename() + " " + made->get_loopflag();
-}
-
-std::string connection::_new_dtmf_stream(const std::string& id, words& arguments) {
-    if (arguments.size() != 3) {
-        throw command_exception("new dtmf_stream command requires four arguments: "
-                                "'id digit duration payload_type'");
-    }
-    if (find_stream(id) != nullptr) {
-        return stream_exists;
-    }
-    const std::string digit = take_word(arguments);
-    const int duration = std::atoi(take_word(arguments).c_str());
-    const int payload_type = std::atoi(take_word(arguments).c_str());
-    adopt(new dtmf_stream(id, digit, payload_type, duration));
-    return "SUCCESS";
-}
-
-std::string connection::_new_alsa_stream(const std::string& id, words& arguments) {
-    if (!arguments.empty()) {
-        // The message has always named the wrong type; controllers match it.
-        throw command_exception("new dtmf_stream command requires one argument: 'id'");
-    }
-    if (find_stream(id) != nullptr) {
-        return stream_exists;
-    }
-    adopt(new alsa_stream(id));
-    return "SUCCESS";
-}
-
-std::string connection::_new_tone_stream(const std::string& id, words& arguments) {
-    if (arguments.size() != 2) {
-        throw command_exception("new tone_stream command requires three arguments: "
-                                "'id type detection'");
-    }
-    if (find_stream(id) != nullptr) {
-        return stream_exists;
-    }
-    const ToneType type = tone_type_of(take_word(arguments));
-    const std::string detection = take_word(arguments);
-    adopt(new tone_stream(id, type, detection == "1" || detection == "ON"));
-    return "SUCCESS";
-}
-
-std::string connection::_new_vocalink(const std::string& id, words& arguments) {
-    if (!arguments.empty()) {
-        throw command_exception("new vocalink command requires one argument: 'id'");
-    }
-    if (find_bridge(id) != nullptr) {
-        return bridge_exists;
-    }
-    adopt(new bridge(id));
-    return "SUCCESS";
-}
-
-void connection::adopt(stream* made) {
-    streams_created += 1;
-    streams[made->id] = made;
-    made->deleted_signal.connect(this, &connection::handle_deleted_stream);
-    made->notify_signal.connect(this, &connection::handle_notification);
-}
-
-void connection::adopt(bridge* made) {
-    bridges_created += 1;
-    bridges[made->id] = made;
-    made->deleted_signal.connect(this, &connection::handle_deleted_bridge);
-    made->notify_signal.connect(this, &connection::handle_notification);
+    return type.create(caller.objects, id, words);
 }
 
 } // namespace vocalink

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Commands that use the features of existing streams.
 #include "base/exceptions.hpp"
-#include "control/command_words.hpp"
+#include "control/commands.hpp"
 #include "control/connection.hpp"
+#include "control/word_table.hpp"
 #include "util/base64.hpp"
 #include "util/text.hpp"
 
@@ -19,57 +20,18 @@ namespace {
 constexpr std::size_t key_bytes = 30;
 constexpr std::size_t base64_key_length = 40;
 
-/** One feature of a stream: its word, and what the command does with the words behind it. */
-struct feature {
-    std::string_view word;
-    std::string (*apply)(stream& changed, std::deque<std::string>& words);
-};
-
 /** Wraps an operation of the stream that cannot fail and takes no words. */
 template <void (stream::*Operation)()>
-std::string plain(stream& changed, std::deque<std::string>&) {
+command_result plain(stream& changed, word_list&) {
     (changed.*Operation)();
     return "SUCCESS";
 }
 
 /** Wraps an operation of the stream that takes all words. */
-template <void (stream::*Operation)(std::deque<std::string>&)>
-std::string listed(stream& changed, std::deque<std::string>& words) {
+template <void (stream::*Operation)(word_list&)>
+command_result with_words(stream& changed, word_list& words) {
     (changed.*Operation)(words);
     return "SUCCESS";
-}
-
-/** The id and the feature that begin a "set" or "clear" command, the feature checked, the id not
- *  looked up. */
-struct feature_choice {
-    std::string id;
-    const feature* chosen;
-};
-
-/** @throws command_exception for a type or a feature that is none */
-feature_choice take_feature(const char* command, std::deque<std::string>& words,
-                            std::span<const feature> known) {
-    if (words.size() < 3) {
-        throw command_exception(util::format("%s command takes at least 3 arguements: "
-                                             "'type id feature [value [value ...]]'",
-                                             command));
-    }
-    const std::string type = take_word(words);
-    std::string id = take_word(words);
-    const std::string word = take_word(words);
-    if (type != "stream") {
-        throw command_exception(util::format(
-            "%s: unknown object type '%s', available types are: stream", command, type.c_str()));
-    }
-    std::string list;
-    for (const feature& candidate : known) {
-        if (word == candidate.word) {
-            return {std::move(id), &candidate};
-        }
-        list.append(" ").append(candidate.word);
-    }
-    throw command_exception(util::format("%s: unknown feature type '%s', available types are:%s",
-                                         command, word.c_str(), list.c_str()));
 }
 
 /** The 30 bytes of a key given raw or in base64, or nothing. */
@@ -85,7 +47,7 @@ const unsigned char* octets(const std::string& bytes) {
     return reinterpret_cast<const unsigned char*>(bytes.data());
 }
 
-std::string set_endpoint(stream& changed, std::deque<std::string>& words) {
+command_result set_endpoint(stream& changed, word_list& words) {
     if (words.size() != 2) {
         return "ERROR invalid endpoint";
     }
@@ -93,7 +55,7 @@ std::string set_endpoint(stream& changed, std::deque<std::string>& words) {
     return "SUCCESS";
 }
 
-std::string set_encryption(stream& changed, std::deque<std::string>& words) {
+command_result set_encryption(stream& changed, word_list& words) {
     if (words.size() != 2) {
         return "ERROR encryption parameter requires two arguments: send_key receive_key";
     }
@@ -110,12 +72,12 @@ std::string set_encryption(stream& changed, std::deque<std::string>& words) {
 }
 
 constexpr feature settable[] = {
-    {"targets", listed<&stream::set_stream_targets>},
+    {"targets", with_words<&stream::set_stream_targets>},
     {"restricted", plain<&stream::set_stream_restricted>},
-    {"sources", listed<&stream::set_stream_sources>},
+    {"sources", with_words<&stream::set_stream_sources>},
     {"selective", plain<&stream::set_stream_selective>},
     {"endpoint", set_endpoint},
-    {"encryption", set_encryption},
+    {.word = "encryption", .apply = set_encryption, .secret = true},
 };
 
 constexpr feature clearable[] = {
@@ -125,38 +87,63 @@ constexpr feature clearable[] = {
     {"selective", plain<&stream::clear_stream_selective>},
 };
 
+/** Runs "set" or "clear". Type and feature are checked before the stream is looked up. */
+command_result change_feature(const std::string& command, std::span<const feature> features,
+                              connection& caller, word_list& words) {
+    if (words.size() < 3) {
+        throw command_exception(command + " command takes at least 3 arguements: "
+                                          "'type id feature [value [value ...]]'");
+    }
+    const std::string type = take_word(words);
+    const std::string id = take_word(words);
+    if (type != "stream") {
+        throw command_exception(
+            util::format("%s: unknown object type '%s', available types are: stream",
+                         command.c_str(), type.c_str()));
+    }
+    const std::string unknown = command + ": unknown feature type";
+    const feature& chosen =
+        row_of(features, take_word(words), {unknown.c_str(), "available types are: ", " "});
+    stream* const changed = caller.objects.find_stream(id);
+    return changed == nullptr ? no_such_stream : chosen.apply(*changed, words);
+}
+
 } // namespace
 
-std::string connection::_set(words& arguments) {
-    const feature_choice choice = take_feature("set", arguments, settable);
-    stream* const changed = find_stream(choice.id);
-    return changed == nullptr ? no_such_stream : choice.chosen->apply(*changed, arguments);
+std::span<const feature> settable_features() {
+    return settable;
 }
 
-std::string connection::_clear(words& arguments) {
-    const feature_choice choice = take_feature("clear", arguments, clearable);
-    stream* const changed = find_stream(choice.id);
-    return changed == nullptr ? no_such_stream : choice.chosen->apply(*changed, arguments);
+std::span<const feature> clearable_features() {
+    return clearable;
 }
 
-std::string connection::_play(words& arguments) {
+command_result set_feature(connection& caller, word_list& words) {
+    return change_feature("set", settable, caller, words);
+}
+
+command_result clear_feature(connection& caller, word_list& words) {
+    return change_feature("clear", clearable, caller, words);
+}
+
+command_result play_tones(connection& caller, word_list& words) {
     constexpr const char* too_few = "play command takes at least two arguments: 'type id'";
-    if (arguments.size() < 2) {
+    if (words.size() < 2) {
         throw command_exception(too_few);
     }
-    const std::string type = take_word(arguments);
-    const std::string id = take_word(arguments);
+    const std::string type = take_word(words);
+    const std::string id = take_word(words);
     if (type != "tone") {
         throw command_exception("play type must be TONE");
     }
-    stream* const player = find_stream(id);
+    stream* const player = caller.objects.find_stream(id);
     if (player == nullptr) {
         throw command_exception("unknown stream");
     }
-    if (arguments.empty()) {
+    if (words.empty()) {
         throw command_exception(too_few);
     }
-    player->put_tones(take_word(arguments));
+    player->put_tones(take_word(words));
     return "SUCCESS";
 }
 

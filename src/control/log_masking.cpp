@@ -2,8 +2,9 @@
 // Keeping key material out of the log.
 #include "control/log_masking.hpp"
 
+#include "control/commands.hpp"
+
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <string_view>
 
@@ -19,58 +20,46 @@ constexpr std::size_t feature_place = 3;
 // A mistyped command word is hardly longer; a longer one may be what a cut line left of a key.
 constexpr std::size_t longest_slip = 15;
 
-template <std::size_t Count>
-bool contains(const std::array<std::string_view, Count>& words, std::string_view word) {
-    return std::find(words.begin(), words.end(), word) != words.end();
-}
-
-bool is_command(std::string_view word) {
-    static constexpr std::array<std::string_view, 12> commands = {
-        "new",  "delete", "join", "leave",     "clear",   "set",
-        "list", "show",   "play", "recording", "recover", "queue_count"};
-    return contains(commands, word);
-}
-
-bool is_plain_feature(std::string_view feature) {
-    static constexpr std::array<std::string_view, 5> features = {"targets", "restricted", "sources",
-                                                                 "selective", "endpoint"};
-    return contains(features, feature);
-}
-
 bool has_key_length(std::string_view word) {
     return word.size() == raw_key_length || word.size() == base64_key_length;
 }
 
-bool mentions_encryption(const std::deque<std::string>& words) {
+bool mentions_encryption(const word_list& words) {
     return std::any_of(words.begin(), words.end(), [](const std::string& word) {
         return strcasestr(word.c_str(), "encryption") != nullptr;
     });
 }
 
-/** Whether the command is one that sets a feature, in its proper form as far as the feature. */
-bool names_feature(const std::deque<std::string>& words) {
-    return words.size() > feature_place && (words[0] == "set" || words[0] == "clear") &&
-           words[1] == "stream";
+/** Whether the command is one that changes a feature, in its proper form as far as the feature. */
+bool names_feature(const command& row, const word_list& words) {
+    return row.features != nullptr && words.size() > feature_place && words[1] == "stream";
+}
+
+bool is_plain_feature(const command& row, std::string_view word) {
+    const auto features = row.features();
+    return std::any_of(features.begin(), features.end(), [word](const feature& known) {
+        return known.word == word && !known.secret;
+    });
 }
 
 /** Whether the word at that place is to be hidden. */
-bool is_secret(const std::deque<std::string>& words, std::size_t place) {
+bool is_secret(const word_list& words, std::size_t place) {
     const std::string& word = words[place];
-    const bool known = is_command(words[0]);
+    const command* const row = find_command(words[0]);
     if (place == 0) {
-        return !known && word.size() > longest_slip;
+        return row == nullptr && word.size() > longest_slip;
     }
-    if (names_feature(words) && place >= feature_place && !is_plain_feature(words[feature_place])) {
+    const bool feature_named = row != nullptr && names_feature(*row, words);
+    if (feature_named && place >= feature_place && !is_plain_feature(*row, words[feature_place])) {
         return place > feature_place || word != "encryption";
     }
-    const bool feature_command = words[0] == "set" || words[0] == "clear";
-    const bool in_order = known && (!feature_command || names_feature(words));
+    const bool in_order = row != nullptr && (row->features == nullptr || feature_named);
     return has_key_length(word) && (!in_order || mentions_encryption(words));
 }
 
 } // namespace
 
-log_mask::log_mask(const std::deque<std::string>& words) {
+log_mask::log_mask(const word_list& words) {
     for (std::size_t place = 0; place < words.size(); ++place) {
         masked_line += place == 0 ? "" : " ";
         if (is_secret(words, place)) {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Commands that end, join and part media objects.
 #include "base/exceptions.hpp"
-#include "control/command_words.hpp"
+#include "control/commands.hpp"
 #include "control/connection.hpp"
+#include "control/word_table.hpp"
 #include "util/log_line.hpp"
-#include "util/text.hpp"
 
 #include <sstream>
 
@@ -12,46 +12,63 @@ namespace vocalink {
 
 using util::log_line;
 
-std::string connection::_delete(words& arguments) {
-    if (arguments.size() < 2) {
+namespace {
+
+command_result delete_stream(owned_objects& owner, const std::string& id) {
+    stream* const ending = owner.find_stream(id);
+    if (ending == nullptr) {
+        return no_such_stream;
+    }
+    std::ostringstream reply;
+    reply << "SUCCESS";
+    ending->output_stats(reply);
+    delete ending;
+    log_line() << "-- removed stream " << id;
+    return reply.str();
+}
+
+command_result delete_bridge(owned_objects& owner, const std::string& id) {
+    bridge* const ending = owner.find_bridge(id);
+    if (ending == nullptr) {
+        return no_such_bridge;
+    }
+    delete ending;
+    return "SUCCESS";
+}
+
+struct deletable_type {
+    std::string_view word;
+    command_result (*end)(owned_objects& owner, const std::string& id);
+    bool listed = true;
+};
+
+constexpr deletable_type deletable_types[] = {
+    {"stream", delete_stream},
+    {"bridge", delete_bridge},
+};
+
+} // namespace
+
+command_result delete_object(connection& caller, word_list& words) {
+    if (words.size() < 2) {
         throw command_exception(
             "delete command takes at least two arguments: 'type id [type_args]'");
     }
-    const std::string type = take_word(arguments);
-    const std::string id = take_word(arguments);
-    if (type == "stream") {
-        stream* const ending = find_stream(id);
-        if (ending == nullptr) {
-            return no_such_stream;
-        }
-        std::ostringstream reply;
-        reply << "SUCCESS";
-        ending->output_stats(reply);
-        delete ending;
-        log_line() << "-- removed stream " << id;
-        return reply.str();
-    }
-    if (type == "bridge") {
-        bridge* const ending = find_bridge(id);
-        if (ending == nullptr) {
-            return no_such_bridge;
-        }
-        delete ending;
-        return "SUCCESS";
-    }
-    throw command_exception(util::format(
-        "delete: unknown object type '%s', available types are: stream, bridge", type.c_str()));
+    const deletable_type& type =
+        row_of(deletable_types, take_word(words),
+               {"delete: unknown object type", "available types are: ", ", "});
+    return type.end(caller.objects, take_word(words));
 }
 
-std::string connection::_join(words& arguments) {
-    if (arguments.size() != 2) {
+command_result join_bridge(connection& caller, word_list& words) {
+    if (words.size() != 2) {
         throw command_exception("join command takes two arguments: 'bridge_id stream_id'");
     }
-    bridge* const joined = find_bridge(arguments[0]);
+    bridge* const joined = caller.objects.find_bridge(words[0]);
     if (joined == nullptr) {
         return no_such_bridge;
     }
-    stream* const joining = find_stream(arguments[1]);
+    stream* const joining = caller.objects.find_stream(words[1]);
     if (joining == nullptr) {
         return no_such_stream;
     }
@@ -59,15 +76,15 @@ std::string connection::_join(words& arguments) {
     return "SUCCESS";
 }
 
-std::string connection::_leave(words& arguments) {
-    if (arguments.size() != 2) {
+command_result leave_bridge(connection& caller, word_list& words) {
+    if (words.size() != 2) {
         throw command_exception("leave command takes two arguments: 'bridge_id stream_id'");
     }
-    bridge* const left = find_bridge(arguments[0]);
+    bridge* const left = caller.objects.find_bridge(words[0]);
     if (left == nullptr) {
         return no_such_bridge;
     }
-    left->remove_stream(arguments[1]);
+    left->remove_stream(words[1]);
     return "SUCCESS";
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The command that starts and stops recordings.
 #include "base/exceptions.hpp"
-#include "control/command_words.hpp"
+#include "control/commands.hpp"
 #include "control/connection.hpp"
 #include "recording/recording.hpp"
 #include "util/log_line.hpp"
@@ -27,27 +27,8 @@ std::optional<RecordingType> type_of(std::string_view word) {
     return std::nullopt;
 }
 
-} // namespace
-
-std::string connection::_recording(words& arguments) {
-    const bool start = arguments.size() == 4 && arguments.front() == "start";
-    const bool stop = arguments.size() == 3 && arguments.front() == "stop";
-    if (!start && !stop) {
-        throw command_exception("recording command usage: 'start' 'stream' 'recording_name' 'type' "
-                                "| 'stop' 'stream' 'recording_name'");
-    }
-    arguments.pop_front();
-    stream* const recorded = find_stream(take_word(arguments));
-    if (recorded == nullptr) {
-        return no_such_stream;
-    }
-    const std::string recording_name = take_word(arguments);
-    return start ? start_recording(*recorded, recording_name, take_word(arguments))
-                 : stop_recording(*recorded, recording_name);
-}
-
-std::string connection::start_recording(stream& recorded, const std::string& recording_name,
-                                        const std::string& type_word) {
+command_result start_recording(const connection& caller, stream& recorded,
+                               const std::string& recording_name, const std::string& type_word) {
     if (recorded.has_recording(recording_name)) {
         log_line("stream", recorded.id) << "already has a recording with id " << recording_name;
         return "ERROR already recording on stream";
@@ -58,7 +39,7 @@ std::string connection::start_recording(stream& recorded, const std::string& rec
                                         << " with unknown type " << type_word;
         return "ERROR unknown type";
     }
-    auto started = std::make_unique<recording>(name, recording_name, recorded.id, *type);
+    auto started = std::make_unique<recording>(caller.name, recording_name, recorded.id, *type);
     if (!started->is_open()) {
         log_line("stream", recorded.id) << "creating recording failed with id " << recording_name;
         return "ERROR create recording failed";
@@ -68,14 +49,35 @@ std::string connection::start_recording(stream& recorded, const std::string& rec
     return "SUCCESS " + path;
 }
 
-std::string connection::stop_recording(stream& recorded, const std::string& recording_name) {
+command_result stop_recording(const connection& caller, stream& recorded,
+                              const std::string& recording_name) {
     if (!recorded.has_recording(recording_name)) {
         // The connection's name stands where the stream's is expected; log readers know it so.
-        log_line("stream", name) << "attempt to stop non-existent recording " << recording_name;
+        log_line("stream", caller.name)
+            << "attempt to stop non-existent recording " << recording_name;
         return "ERROR unknown recording";
     }
     recorded.remove_recording(recording_name);
     return "SUCCESS";
+}
+
+} // namespace
+
+command_result start_or_stop_recording(connection& caller, word_list& words) {
+    const bool start = words.size() == 4 && words.front() == "start";
+    const bool stop = words.size() == 3 && words.front() == "stop";
+    if (!start && !stop) {
+        throw command_exception("recording command usage: 'start' 'stream' 'recording_name' 'type' "
+                                "| 'stop' 'stream' 'recording_name'");
+    }
+    words.pop_front();
+    stream* const recorded = caller.objects.find_stream(take_word(words));
+    if (recorded == nullptr) {
+        return no_such_stream;
+    }
+    const std::string recording_name = take_word(words);
+    return start ? start_recording(caller, *recorded, recording_name, take_word(words))
+                 : stop_recording(caller, *recorded, recording_name);
 }
 
 } // namespace vocalink

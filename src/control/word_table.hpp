@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Tables whose rows are found by a word that a controller typed.
+#pragma once
+
+#include "base/exceptions.hpp"
+#include "util/text.hpp"
+
+#include <string>
+
+namespace vocalink {
+
+/** How the error for a word without row reads: "WHAT 'word', LIST_INTRO first, second". */
+struct unknown_word_text {
+    const char* what;
+    const char* list_intro;
+    const char* separator; // between the words of the list
+};
+
+/** The row of that word. Rows have a word, and say whether it is listed: controllers compare these
+ *  texts, so words that came later stay out of them.
+ *  @throws command_exception that lists the words to choose from */
+template <class Table>
+[[nodiscard]] const auto& row_of(const Table& table, const std::string& word,
+                                 const unknown_word_text& text) {
+    std::string list;
+    for (const auto& row : table) {
+        if (row.word == word) {
+            return row;
+        }
+        if (row.listed) {
+            list.append(list.empty() ? "" : text.separator).append(row.word);
+        }
+    }
+    throw command_exception(
+        util::format("%s '%s', %s%s", text.what, word.c_str(), text.list_intro, list.c_str()));
+}
+
+} // namespace vocalink

@@ -12,7 +12,8 @@ namespace vocalink {
 using util::log_line;
 using util::loop_now;
 
-bridge::bridge(std::string bridge_id) : id(std::move(bridge_id)), last_change(loop_now()) {
+bridge::bridge(std::string bridge_id, audio_policy_maker make_policy)
+    : id(std::move(bridge_id)), last_change(loop_now()), audio(make_policy(id, streams)) {
     log_line("bridge", id) << "created";
     const double period = config::instance().idle_check_period();
     timeout_timer.set<bridge, &bridge::bridge_timeout_callback>(this);
@@ -40,36 +41,9 @@ void bridge::add_stream(stream* joining) {
     }
     streams.emplace(joining->id, joining);
     joining->deleted_signal.connect(this, &bridge::remove_stream);
-    special_speakers.reserve(streams.size());
-    frames.reserve(streams.size());
-
-    choose_mode_after_join();
+    audio->joined(*joining);
     last_change = loop_now();
     log_line("bridge", id) << "stream(" << joining->id << ") joined.";
-}
-
-void bridge::choose_mode_after_join() {
-    if (streams.size() == 1) {
-        enable_null_sync();
-    } else if (streams.size() == 2) {
-        const bool one_codec =
-            streams.begin()->second->payload == streams.rbegin()->second->payload;
-        if (!one_codec) {
-            log_line() << "mixing two streams of different audio types";
-        }
-        disable_null_sync();
-        if (one_codec) {
-            enable_direct_sync();
-        } else {
-            start_mixing();
-        }
-    } else {
-        if (streams.size() == 3) {
-            disable_direct_sync();
-            start_mixing();
-        }
-        join_pending = true;
-    }
 }
 
 void bridge::remove_stream(std::string stream_id) {
@@ -88,16 +62,7 @@ void bridge::let_go(stream& leaving) {
                                << ") not found in bridge, ignoring remove_stream request.";
         return;
     }
-    if (streams.size() == 2) {
-        // Whatever their codecs: a pair left over is always relayed.
-        enable_direct_sync();
-        stop_mixing();
-    } else if (streams.size() == 1) {
-        disable_direct_sync();
-        enable_null_sync();
-    } else if (streams.empty()) {
-        disable_null_sync();
-    }
+    audio->left(leaving);
     last_change = loop_now();
     log_line("bridge", id) << "stream(" << leaving.id << ") removed.";
 }

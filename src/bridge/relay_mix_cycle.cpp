@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The mixing cycle: one frame from every member, and to every member the sum of what it may hear.
-#include "bridge/bridge.hpp"
+#include "bridge/relay_mix.hpp"
 #include "rtp/rtp_packet.hpp"
 
 #include <array>
@@ -24,23 +24,23 @@ constexpr std::array<short, max_frame_samples> silence{};
 
 } // namespace
 
-void bridge::start_mixing() {
+void relay_mix::start_mixing() {
     if (mixing) {
         return;
     }
-    mix_timer.set<bridge, &bridge::mix_callback>(this);
+    mix_timer.set<relay_mix, &relay_mix::mix_callback>(this);
     mix_timer.start(first_cycle_s, cycle_s);
     mixing = true;
 }
 
-void bridge::stop_mixing() {
+void relay_mix::stop_mixing() {
     if (mixing) {
         mix_timer.stop();
         mixing = false;
     }
 }
 
-void bridge::mix_callback(ev::timer&, int) {
+void relay_mix::mix_callback(ev::timer&, int) {
     read_members();
     sum_open_speakers();
     for (const auto& [member_id, member] : streams) {
@@ -50,7 +50,7 @@ void bridge::mix_callback(ev::timer&, int) {
     }
 }
 
-void bridge::read_members() {
+void relay_mix::read_members() {
     for (const auto& [member_id, member] : streams) {
         if (member->read_incoming_rtp(nullptr, 0, join_pending) == 0) {
             member->clear_incoming_buffer();
@@ -61,7 +61,7 @@ void bridge::read_members() {
 
 /** Sums once what everybody may hear, so that a listener costs one subtraction of its own frame
  *  instead of a sum over all others. */
-void bridge::sum_open_speakers() {
+void relay_mix::sum_open_speakers() {
     open_sum.fill(0);
     special_speakers.clear();
     for (const auto& [member_id, member] : streams) {
@@ -73,7 +73,7 @@ void bridge::sum_open_speakers() {
     }
 }
 
-void bridge::mix_for(stream& listener) {
+void relay_mix::mix_for(stream& listener) {
     listener.clear_outgoing_buffer();
     if (listener.is_selective()) {
         mix_sources(listener);
@@ -83,7 +83,7 @@ void bridge::mix_for(stream& listener) {
     listener.write_outgoing(nullptr, 0);
 }
 
-void bridge::mix_all_heard(stream& listener) {
+void relay_mix::mix_all_heard(stream& listener) {
     const short* const own = listener.is_restricted() ? silence.data() : listener.incoming_packet();
     if (special_speakers.empty()) {
         listener.mix_without(open_sum, own);
@@ -103,11 +103,15 @@ void bridge::mix_all_heard(stream& listener) {
     listener.mix_without(heard, own);
 }
 
-void bridge::mix_sources(stream& listener) {
+void relay_mix::mix_sources(stream& listener) {
     frames.clear();
     for (const std::string& source : listener.get_sources()) {
-        stream* const speaker = find_stream(source);
-        if (speaker == nullptr || speaker == &listener || !speaker->may_be_heard_by(listener.id)) {
+        const auto found = streams.find(source);
+        if (found == streams.end()) {
+            continue;
+        }
+        stream* const speaker = found->second;
+        if (speaker == &listener || !speaker->may_be_heard_by(listener.id)) {
             continue;
         }
         if (speaker->get_type() == kind_event) {
@@ -120,7 +124,7 @@ void bridge::mix_sources(stream& listener) {
 }
 
 /** An event goes out as the packet it is, ahead of the listener's mixed frame. */
-void bridge::pass_event(stream& speaker, stream& listener) {
+void relay_mix::pass_event(stream& speaker, stream& listener) {
     constexpr int longest_header_search = 1500;
     const char* const packet = reinterpret_cast<const char*>(speaker.incoming_packet());
     listener.write_outgoing(packet, rtp_packet::get_hdr_size(packet, longest_header_search) +

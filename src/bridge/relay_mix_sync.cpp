@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Synchronisation modes: a lone member is drained, a pair relays packet by packet.
-#include "bridge/bridge.hpp"
+#include "bridge/relay_mix.hpp"
 #include "util/log_line.hpp"
 
 namespace vocalink {
@@ -10,7 +10,7 @@ using util::log_line;
 // The disable calls are also made where nothing was enabled, as when two members were mixing; their
 // ERROR line then is expected.
 
-void bridge::enable_null_sync() {
+void relay_mix::enable_null_sync() {
     if (streams.empty()) {
         log_line("bridge", id) << "ERROR: enable_null_sync invoked but can't find any streams";
         return;
@@ -19,7 +19,7 @@ void bridge::enable_null_sync() {
     sync_first->sync_signal.connect(sync_first, &stream::handle_null_sync_signal);
 }
 
-void bridge::disable_null_sync() {
+void relay_mix::disable_null_sync() {
     if (sync_first == nullptr) {
         log_line("bridge", id) << "ERROR: disable_null_sync invoked but no stream initialized";
     } else {
@@ -28,7 +28,7 @@ void bridge::disable_null_sync() {
     sync_first = nullptr;
 }
 
-void bridge::enable_direct_sync() {
+void relay_mix::enable_direct_sync() {
     if (streams.empty()) {
         log_line("bridge", id) << "ERROR: enable_direct_sync invoked but can't find first stream";
         return;
@@ -45,7 +45,7 @@ void bridge::enable_direct_sync() {
     sync_second->sync_signal.connect(sync_first, &stream::handle_direct_sync_signal);
 }
 
-void bridge::disable_direct_sync() {
+void relay_mix::disable_direct_sync() {
     if (sync_first == nullptr || sync_second == nullptr) {
         log_line("bridge", id)
             << "ERROR: disable_direct_sync invoked but direct streampair not initialized";

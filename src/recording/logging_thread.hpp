@@ -2,9 +2,9 @@
 // The worker that writes recording files.
 #pragma once
 
-#include "recording/msg_queue_thread.hpp"
 #include "recording/process_request.hpp"
 #include "recording/recording_file.hpp"
+#include "util/msg_queue_thread.hpp"
 
 #include <atomic>
 #include <chrono>
@@ -16,7 +16,7 @@ namespace vocalink {
 
 /** Does every file operation of every recording after its opening, in the order asked, announces
  *  the first data of each, and hands finished files to the mover. Singleton, owned by main. */
-class LoggingThread : public MsgQueueThread {
+class LoggingThread : public util::MsgQueueThread {
   public:
     LoggingThread();
 

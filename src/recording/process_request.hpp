@@ -3,6 +3,7 @@
 #pragma once
 
 #include "recording/recording_file.hpp"
+#include "util/process_request.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -13,25 +14,7 @@
 
 namespace vocalink {
 
-/** A request on its way to a worker. Made by a producer with new; the worker that drains it from
- *  its queue deletes it. The tags of the two workers overlap: a request must go to the one that
- *  understands it. */
-class ProcessRequest {
-  public:
-    explicit ProcessRequest(int tag) : type(tag) {}
-    ProcessRequest(const ProcessRequest&) = delete;
-    ProcessRequest& operator=(const ProcessRequest&) = delete;
-    virtual ~ProcessRequest() = default;
-
-    const int type; // what handle_request() switches on; -1 stops the worker
-};
-
-/** Ends a worker after the batch that it stands in. */
-class StopRequest : public ProcessRequest {
-  public:
-    static constexpr int tag = -1;
-    StopRequest() : ProcessRequest(tag) {}
-};
+using util::ProcessRequest;
 
 /** Concerns the open file of one recording, which the file writer owns from OpenFileRequest to
  *  CloseFileRequest. */

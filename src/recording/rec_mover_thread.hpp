@@ -2,8 +2,8 @@
 // The worker that moves finished recordings and announces them.
 #pragma once
 
-#include "recording/msg_queue_thread.hpp"
 #include "recording/process_request.hpp"
+#include "util/msg_queue_thread.hpp"
 
 #include <atomic>
 #include <string>
@@ -13,7 +13,7 @@ namespace vocalink {
 /** Moves files with /bin/mv, so that a slow move across file systems holds up neither the writer
  *  nor the loop, and sends the notices of recordings down a pipe: a line each, "OWNER REC_STARTED
  *  FILE STREAM" or "OWNER REC_FINISHED FILE STREAM". Singleton, owned by main. */
-class RecMoverThread : public MsgQueueThread {
+class RecMoverThread : public util::MsgQueueThread {
   public:
     RecMoverThread();
 

@@ -26,6 +26,7 @@ namespace vocalink {
 namespace {
 
 namespace fs = std::filesystem;
+using util::MsgQueueThread;
 
 TEST(recording_pcap, header_is_exact_to_the_byte_and_counts_its_packets) {
     pkt_hdr_pcap header({AF_INET, htons(5004), {::inet_addr("10.0.0.1")}, {}},

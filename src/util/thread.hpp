@@ -4,7 +4,7 @@
 
 #include <pthread.h>
 
-namespace vocalink {
+namespace vocalink::util {
 
 /** Holds a mutex from construction to the end of its scope. */
 class Lock {
@@ -43,4 +43,4 @@ class Thread {
     bool running = false; // started and not yet joined; its owner's
 };
 
-} // namespace vocalink
+} // namespace vocalink::util

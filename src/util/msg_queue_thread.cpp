@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // A worker thread with a double-buffered queue of requests.
-#include "recording/msg_queue_thread.hpp"
+#include "util/msg_queue_thread.hpp"
 
 #include "util/log_line.hpp"
 
 #include <cerrno>
 #include <ctime>
+#include <memory>
+#include <utility>
 
-namespace vocalink {
-
-using util::log_line;
+namespace vocalink::util {
 
 namespace {
 
@@ -126,4 +126,4 @@ void MsgQueueThread::stats_callback(ev::timer&, int) {
     max_count = 0;
 }
 
-} // namespace vocalink
+} // namespace vocalink::util

@@ -2,9 +2,9 @@
 // A worker thread with a double-buffered queue of requests.
 #pragma once
 
-#include "recording/process_request.hpp"
-#include "recording/thread.hpp"
 #include "util/event_loop.hpp"
+#include "util/process_request.hpp"
+#include "util/thread.hpp"
 
 #include <atomic>
 #include <deque>
@@ -12,7 +12,7 @@
 
 #include <pthread.h>
 
-namespace vocalink {
+namespace vocalink::util {
 
 /** Takes requests from any thread and hands each to handle_request() on its own. Producers hold the
  *  mutex for one append, the worker for one swap a batch, so that a producer never waits for the
@@ -59,4 +59,4 @@ class MsgQueueThread : public Thread {
     ev::timer stats_timer;
 };
 
-} // namespace vocalink
+} // namespace vocalink::util

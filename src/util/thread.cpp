@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // One POSIX thread, and a scoped holder of a mutex.
-#include "recording/thread.hpp"
+#include "util/thread.hpp"
 
 #include "util/log_line.hpp"
 
 #include <csignal>
 
-namespace vocalink {
+namespace vocalink::util {
 
 void Thread::start() {
     sigset_t all;
@@ -17,7 +17,7 @@ void Thread::start() {
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     running = error == 0;
     if (!running) {
-        util::log_line("main") << "could not start a worker: " << util::error_text(error);
+        log_line("main") << "could not start a worker: " << error_text(error);
     }
 }
 
@@ -33,4 +33,4 @@ void* Thread::_pthread_main(void* thread) {
     return nullptr;
 }
 
-} // namespace vocalink
+} // namespace vocalink::util

@@ -5,6 +5,7 @@
 #include "base/exceptions.hpp"
 #include "control/commands.hpp"
 #include "control/log_masking.hpp"
+#include "control/word_table.hpp"
 #include "util/log_line.hpp"
 #include "util/text.hpp"
 
@@ -39,7 +40,7 @@ command_result dispatch(connection& caller, word_list& words) {
     const std::string operation = take_word(words);
     const command* const row = find_command(operation);
     if (row == nullptr) {
-        throw command_exception(util::format("unknown command '%s'", operation.c_str()));
+        throw unknown_word("unknown command", operation);
     }
     return row->run(caller, words);
 }
@@ -133,19 +134,23 @@ std::string connection::handle_command(const char* line) {
     const log_mask mask(words);
     log_line() << "<- tolvey connection(" << name << "): " << mask.line(line);
     std::string reply;
+    std::string logged;
     try {
         reply = dispatch(*this, words).reply;
+    } catch (const unknown_word& failure) {
+        reply = "ERROR COMMAND_ERROR " + failure.message;
+        logged = mask.hides(failure.word) ? "ERROR COMMAND_ERROR " + failure.masked : reply;
     } catch (const command_exception& failure) {
         reply = "ERROR COMMAND_ERROR " + failure.message;
     } catch (const bridge_exception& failure) {
         // The word is "stream" for bridges too; log readers expect it.
-        log_line("stream", failure.id) << failure.message;
+        log_line("stream", failure.id) << mask.reply(failure.message);
         reply = "ERROR BRIDGE_ERROR " + failure.message;
     } catch (const stream_exception& failure) {
-        log_line("stream", failure.id) << failure.message;
+        log_line("stream", failure.id) << mask.reply(failure.message);
         reply = "ERROR STREAM_ERROR " + failure.message;
     }
-    log_line() << "-> connection(" << name << "): " << mask.text(reply);
+    log_line() << "-> connection(" << name << "): " << mask.reply(logged.empty() ? reply : logged);
     return reply + "\n";
 }
 

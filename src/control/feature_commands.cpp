@@ -5,7 +5,6 @@
 #include "control/connection.hpp"
 #include "control/word_table.hpp"
 #include "util/base64.hpp"
-#include "util/text.hpp"
 
 #include <cstdlib>
 #include <optional>
@@ -97,9 +96,8 @@ command_result change_feature(const std::string& command, std::span<const featur
     const std::string type = take_word(words);
     const std::string id = take_word(words);
     if (type != "stream") {
-        throw command_exception(
-            util::format("%s: unknown object type '%s', available types are: stream",
-                         command.c_str(), type.c_str()));
+        throw unknown_word(command + ": unknown object type", type,
+                           ", available types are: stream");
     }
     const std::string unknown = command + ": unknown feature type";
     const feature& chosen =

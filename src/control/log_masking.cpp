@@ -6,65 +6,108 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string_view>
 
 namespace vocalink {
 
 namespace {
 
-constexpr const char* hidden = "****";
-constexpr std::size_t raw_key_length = 30;
-constexpr std::size_t base64_key_length = 40;
+constexpr const char* stars = "****";
+constexpr std::size_t shortest_key = 30; // raw; 40 in base64
 constexpr std::size_t feature_place = 3;
 
-// A mistyped command word is hardly longer; a longer one may be what a cut line left of a key.
-constexpr std::size_t longest_slip = 15;
+// Longest plausible typo of a command; anything longer may be the tail of a split key line.
+constexpr std::size_t longest_typo = 15;
 
-bool has_key_length(std::string_view word) {
-    return word.size() == raw_key_length || word.size() == base64_key_length;
+std::vector<std::string> secret_features() {
+    std::vector<std::string> names;
+    for (const command& row : command_table) {
+        if (row.features == nullptr) {
+            continue;
+        }
+        for (const feature& known : row.features()) {
+            if (known.secret) {
+                names.emplace_back(known.word);
+            }
+        }
+    }
+    return names;
 }
 
-bool mentions_encryption(const word_list& words) {
-    return std::any_of(words.begin(), words.end(), [](const std::string& word) {
-        return strcasestr(word.c_str(), "encryption") != nullptr;
-    });
+/** Where the text names a secret feature; null when it does not. */
+const char* find_secret(const std::string& text) {
+    static const std::vector<std::string> names = secret_features();
+    for (const std::string& name : names) {
+        if (const char* const at = strcasestr(text.c_str(), name.c_str()); at != nullptr) {
+            return at;
+        }
+    }
+    return nullptr;
 }
 
-/** Whether the command is one that changes a feature, in its proper form as far as the feature. */
-bool names_feature(const command& row, const word_list& words) {
-    return row.features != nullptr && words.size() > feature_place && words[1] == "stream";
+/** Whether the word is as long as a key, or names a secret feature and goes on behind it. */
+bool may_hold_key(const std::string& word) {
+    const char* const secret = find_secret(word);
+    return word.size() >= shortest_key ||
+           (secret != nullptr && std::strchr(secret, ' ') != nullptr);
 }
 
-bool is_plain_feature(const command& row, std::string_view word) {
-    const auto features = row.features();
-    return std::any_of(features.begin(), features.end(), [word](const feature& known) {
-        return known.word == word && !known.secret;
-    });
+/** What the words of a command can be, by its form. */
+enum class contents {
+    plain,    // well-formed, and not of a secret feature
+    keys,     // of a secret feature
+    unknown,  // of a feature that does not exist
+    anything, // no known command, or malformed
+};
+
+contents contents_of(const word_list& words) {
+    const command* const row = words.empty() ? nullptr : find_command(words[0]);
+    if (row == nullptr) {
+        return contents::anything;
+    }
+    if (row->features == nullptr) {
+        return contents::plain;
+    }
+    if (words.size() <= feature_place || words[1] != "stream") {
+        return contents::anything;
+    }
+    for (const feature& known : row->features()) {
+        if (words[feature_place] == known.word) {
+            return known.secret ? contents::keys : contents::plain;
+        }
+    }
+    return contents::unknown;
 }
 
-/** Whether the word at that place is to be hidden. */
-bool is_secret(const word_list& words, std::size_t place) {
+/** Whether the word is hidden. @param secret_place  of the first word that names a secret feature;
+ *  the number of words when none does */
+bool is_hidden(contents holds, const word_list& words, std::size_t place,
+               std::size_t secret_place) {
     const std::string& word = words[place];
-    const command* const row = find_command(words[0]);
-    if (place == 0) {
-        return row == nullptr && word.size() > longest_slip;
+    switch (holds) {
+    case contents::plain:
+        return secret_place < words.size() && may_hold_key(word);
+    case contents::keys:
+        return place > feature_place;
+    case contents::unknown:
+        return place >= feature_place;
+    case contents::anything:
+        return place > secret_place || may_hold_key(word) ||
+               (place == 0 && word.size() > longest_typo);
     }
-    const bool feature_named = row != nullptr && names_feature(*row, words);
-    if (feature_named && place >= feature_place && !is_plain_feature(*row, words[feature_place])) {
-        return place > feature_place || word != "encryption";
-    }
-    const bool in_order = row != nullptr && (row->features == nullptr || feature_named);
-    return has_key_length(word) && (!in_order || mentions_encryption(words));
+    return true;
 }
 
 } // namespace
 
 log_mask::log_mask(const word_list& words) {
+    const contents holds = contents_of(words);
+    const auto secret = std::find_if(words.begin(), words.end(), find_secret);
+    const auto secret_place = static_cast<std::size_t>(secret - words.begin());
     for (std::size_t place = 0; place < words.size(); ++place) {
         masked_line += place == 0 ? "" : " ";
-        if (is_secret(words, place)) {
-            secrets.push_back(words[place]);
-            masked_line += hidden;
+        if (is_hidden(holds, words, place, secret_place)) {
+            hidden_words.push_back(words[place]);
+            masked_line += stars;
         } else {
             masked_line += words[place];
         }
@@ -72,16 +115,26 @@ log_mask::log_mask(const word_list& words) {
 }
 
 std::string log_mask::line(const char* received) const {
-    return secrets.empty() ? received : masked_line;
+    return hidden_words.empty() ? received : masked_line;
 }
 
-std::string log_mask::text(const std::string& reply) const {
-    std::string masked = reply;
-    for (const std::string& secret : secrets) {
-        for (auto at = masked.find(secret); at != std::string::npos;
-             at = masked.find(secret, at + std::string_view(hidden).size())) {
-            masked.replace(at, secret.size(), hidden);
-        }
+bool log_mask::hides(std::string_view word) const {
+    return std::find(hidden_words.begin(), hidden_words.end(), word) != hidden_words.end();
+}
+
+std::string log_mask::reply(const std::string& text) const {
+    if (hidden_words.empty()) {
+        return text;
+    }
+    std::string masked;
+    std::string_view rest = text;
+    while (!rest.empty()) {
+        const std::string_view word = rest.substr(0, rest.find(' '));
+        masked += word.size() < shortest_key ? word : stars;
+        rest.remove_prefix(word.size());
+        const std::size_t blanks = std::min(rest.find_first_not_of(' '), rest.size());
+        masked += rest.substr(0, blanks);
+        rest.remove_prefix(blanks);
     }
     return masked;
 }

@@ -9,6 +9,23 @@
 
 namespace vocalink {
 
+/** A word that is not in its table. The log may have to hide it, where it is a misplaced key. */
+struct unknown_word : command_exception {
+    /** "WHAT 'word'REST" */
+    unknown_word(const std::string& what, const std::string& typed, const std::string& rest = {})
+        : command_exception(text(what, typed, rest)), word(typed),
+          masked(text(what, "****", rest)) {}
+
+    std::string word;
+    std::string masked; // the message without the word
+
+  private:
+    static std::string text(const std::string& what, const std::string& typed,
+                            const std::string& rest) {
+        return util::format("%s '%s'%s", what.c_str(), typed.c_str(), rest.c_str());
+    }
+};
+
 /** How the error for a word without row reads: "WHAT 'word', LIST_INTRO first, second". */
 struct unknown_word_text {
     const char* what;
@@ -18,7 +35,7 @@ struct unknown_word_text {
 
 /** The row of that word. Rows have a word, and say whether it is listed: controllers compare these
  *  texts, so words that came later stay out of them.
- *  @throws command_exception that lists the words to choose from */
+ *  @throws unknown_word that lists the words to choose from */
 template <class Table>
 [[nodiscard]] const auto& row_of(const Table& table, const std::string& word,
                                  const unknown_word_text& text) {

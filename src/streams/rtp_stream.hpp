@@ -74,7 +74,7 @@ class rtp_stream : public stream {
     void handle_event(const char* pkt, int hdr);
     void notify_dtmf_start(int event, int volume);
     void notify_dtmf_end(int event, int volume, int duration);
-    void decode(char* encoded);
+    void decode(const char* encoded);
 
     // Sending: rtp_stream_send.cpp
     void report_size_mismatch(int need, int available);

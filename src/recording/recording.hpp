@@ -5,6 +5,7 @@
 #include "recording/pcap.hpp"
 #include "recording/recording_file.hpp"
 #include "rtp/rtp_payload.hpp"
+#include "rtp/rtp_view.hpp"
 #include "util/repeat_guard.hpp"
 
 #include <cstdint>
@@ -62,7 +63,7 @@ class recording {
     void queue_data(std::unique_ptr<DataRequest> request);
 
     // Raw recordings in real time: recording_silence.cpp
-    void detect_silence(const char* packet, int payload_bytes);
+    void detect_silence(const rtp_view& packet);
     void start_source(rtp_payload payload, std::uint32_t packet_ssrc, std::uint32_t ts);
     void fill_gap(rtp_payload payload, std::uint32_t ts, unsigned payload_bytes);
     void fill_frames(rtp_payload payload, unsigned missing);

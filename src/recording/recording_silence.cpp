@@ -2,7 +2,6 @@
 // How raw recordings keep real time: frames of silence where packets are missing.
 #include "recording/process_request.hpp"
 #include "recording/recording.hpp"
-#include "rtp/rtp_packet.hpp"
 #include "util/log_line.hpp"
 #include "util/time_values.hpp"
 
@@ -35,14 +34,12 @@ std::string hexadecimal(std::uint32_t number) {
 
 } // namespace
 
-void recording::detect_silence(const char* packet, int payload_bytes) {
-    const auto payload = static_cast<rtp_payload>(rtp_packet::payload_type(packet));
-    const std::uint32_t packet_ssrc = rtp_packet::ssrc(packet);
-    const std::uint32_t ts = rtp_packet::timestamp(packet);
-    if (packet_ssrc != ssrc || rtp_packet::marker(packet)) {
-        start_source(payload, packet_ssrc, ts);
+void recording::detect_silence(const rtp_view& packet) {
+    const auto payload = static_cast<rtp_payload>(packet.payload_type);
+    if (packet.ssrc != ssrc || packet.marker) {
+        start_source(payload, packet.ssrc, packet.timestamp);
     } else {
-        fill_gap(payload, ts, static_cast<unsigned>(payload_bytes));
+        fill_gap(payload, packet.timestamp, static_cast<unsigned>(packet.payload.size()));
     }
 }
 

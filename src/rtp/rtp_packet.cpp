@@ -22,12 +22,11 @@ constexpr int sequence_offset = 2;
 constexpr int timestamp_offset = 4;
 constexpr int ssrc_offset = 8;
 
-/** Whether the bytes can be taken for an RTP packet at all. */
+} // namespace
+
 bool is_rtp(const char* packet, int len) {
     return len >= rtp_header_bytes && (packet[0] & version_mask) == version_2;
 }
-
-} // namespace
 
 int get_hdr_size(const char* packet, int len) {
     if (!is_rtp(packet, len)) {

@@ -21,6 +21,9 @@ using rtp_hdr_t = std::array<char, rtp_header_bytes>;
 
 namespace rtp_packet {
 
+/** Whether the bytes can be taken for an RTP packet at all: a whole fixed header of version 2. */
+[[nodiscard]] bool is_rtp(const char* packet, int len);
+
 /** Bytes before the payload: 12, or 16 with the extension flag; len for a packet that is too short
  *  or not of version 2, which leaves no payload. CSRC entries and the extension's own words count
  *  as payload; peers that send either have their packets refused by size.

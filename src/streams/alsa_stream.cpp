@@ -4,7 +4,7 @@
 
 #include "audio/g711.hpp"
 #include "base/exceptions.hpp"
-#include "rtp/rtp_packet.hpp"
+#include "rtp/rtp_view.hpp"
 #include "util/log_line.hpp"
 #include "util/text.hpp"
 
@@ -33,10 +33,9 @@ int alsa_stream::write_outgoing(const char* buf, int len) {
         player.write(frame, static_cast<std::size_t>(frame_bytes));
         return 0;
     }
-    const int hdr = rtp_packet::get_hdr_size(buf, len);
-    const int body = len - hdr - rtp_packet::get_padding_size(buf, len);
-    if (body > 0 && rtp_packet::payload_type(buf) == PCMU) {
-        player.write(buf + hdr, static_cast<std::size_t>(body));
+    const rtp_view view = measure_rtp(buf, len);
+    if (!view.payload.empty() && view.payload_type == PCMU) {
+        player.write(buf + view.header_bytes, view.payload.size());
     }
     return 0;
 }

@@ -5,6 +5,7 @@
 #include "audio/frame_decoder.hpp"
 #include "audio/frame_encoder.hpp"
 #include "rtp/rtp_packet.hpp"
+#include "rtp/rtp_view.hpp"
 #include "rtp/sap_announcer.hpp"
 #include "rtp/srtp_session.hpp"
 #include "streams/stream.hpp"
@@ -14,7 +15,9 @@
 
 #include <array>
 #include <bitset>
+#include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 
 #include <netinet/in.h>
@@ -63,18 +66,19 @@ class rtp_stream : public stream {
     // Receiving: rtp_stream_receive.cpp
     void device_stream_callback(ev::io& io, int events);
     int receive(char* packet, int room, sockaddr_in& sender);
-    int drain_socket(char* packet, int room, int received, sockaddr_in& sender, int& hdr);
+    int drain_socket(char* packet, int room, int received, sockaddr_in& sender,
+                     std::span<const std::uint8_t>& audio);
     void unprotect_drained(char* packet, int previous, int received);
     void note_reception(const sockaddr_in& sender, int received);
-    int audio_packet_data(const char* pkt, int len);
-    static bool is_cut_event(const char* pkt, int len, int hdr);
-    bool classify(const char* pkt, int hdr);
+    std::span<const std::uint8_t> audio_packet_data(const char* packet, int len);
+    static bool is_cut_event(const rtp_view& view);
+    bool classify(const rtp_view& view);
     void report_unknown_type(int payload_type);
     void watch_for_code(const char* pkt, int len);
-    void handle_event(const char* pkt, int hdr);
+    void handle_event(const rtp_view& view);
     void notify_dtmf_start(int event, int volume);
     void notify_dtmf_end(int event, int volume, int duration);
-    void decode(const char* encoded);
+    void decode(const std::uint8_t* audio);
 
     // Sending: rtp_stream_send.cpp
     void report_size_mismatch(int need, int available);

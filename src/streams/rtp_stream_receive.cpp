@@ -44,16 +44,16 @@ int rtp_stream::read_incoming_rtp(char* buf, int len, bool drain) {
         return 0;
     }
     unprotect(packet, received);
-    int hdr = audio_packet_data(packet, received);
+    std::span<const std::uint8_t> audio = audio_packet_data(packet, received);
     if (drain) {
-        received = drain_socket(packet, room, received, sender, hdr);
+        received = drain_socket(packet, room, received, sender, audio);
     }
     note_reception(sender, received);
-    if (received - hdr - rtp_packet::get_padding_size(packet, received) != frame_bytes) {
+    if (audio.size() != static_cast<std::size_t>(frame_bytes)) {
         return 0;
     }
     if (own) {
-        decode(packet + hdr);
+        decode(audio.data());
     }
     return received;
 }
@@ -77,7 +77,8 @@ int rtp_stream::receive(char* packet, int room, sockaddr_in& sender) {
 }
 
 /** Classifies what else waits on the socket and keeps the last. @return that packet's length */
-int rtp_stream::drain_socket(char* packet, int room, int received, sockaddr_in& sender, int& hdr) {
+int rtp_stream::drain_socket(char* packet, int room, int received, sockaddr_in& sender,
+                             std::span<const std::uint8_t>& audio) {
     int count = 1;
     while (count < max_drained_packets) {
         const int next = receive(packet, room, sender);
@@ -86,7 +87,7 @@ int rtp_stream::drain_socket(char* packet, int room, int received, sockaddr_in& 
         }
         unprotect_drained(packet, received, next);
         received = next;
-        hdr = audio_packet_data(packet, received);
+        audio = audio_packet_data(packet, received);
         count += 1;
     }
     if (count > 1) {
@@ -108,39 +109,37 @@ void rtp_stream::unprotect_drained(char* packet, int previous, int received) {
     unprotect(packet, previous);
 }
 
-/** Reports what a packet signals.
- *  @return the header size of an audio packet, and len for every other, which leaves no payload */
-int rtp_stream::audio_packet_data(const char* pkt, int len) {
-    const int hdr = rtp_packet::get_hdr_size(pkt, len);
-    watch_for_code(pkt, len);
-    if (is_cut_event(pkt, len, hdr)) {
-        return len;
+/** Reports what a packet signals. @return its audio, nothing for every other packet */
+std::span<const std::uint8_t> rtp_stream::audio_packet_data(const char* packet, int len) {
+    const rtp_view view = measure_rtp(packet, len);
+    watch_for_code(packet, len);
+    if (is_cut_event(view)) {
+        return {};
     }
-    const bool audio = hdr < len && classify(pkt, hdr);
-    log_packet(pcap_in, pkt, len, dir_in, audio);
-    return audio ? hdr : len;
+    const bool audio = !view.payload.empty() && classify(view);
+    log_packet(pcap_in, packet, len, dir_in, audio);
+    return audio ? view.payload : std::span<const std::uint8_t>{};
 }
 
 /** Whether a telephone event lacks a part of its payload; nobody takes notice of such a packet. */
-bool rtp_stream::is_cut_event(const char* pkt, int len, int hdr) {
-    return hdr < len && is_event_payload(rtp_packet::payload_type(pkt)) &&
-           hdr + event_payload_bytes > len;
+bool rtp_stream::is_cut_event(const rtp_view& view) {
+    return is_event_payload(view.payload_type) && !view.payload.empty() &&
+           view.payload.size() < event_payload_bytes;
 }
 
 /** Follows events and codes. @return whether the packet carries audio of this moment */
-bool rtp_stream::classify(const char* pkt, int hdr) {
-    const int payload_type = rtp_packet::payload_type(pkt);
-    if (payload_type == PCMU) {
+bool rtp_stream::classify(const rtp_view& view) {
+    if (view.payload_type == PCMU) {
         return dtmf_event == -1; // the tone of a digit in progress is not audio
     }
-    if (is_audio_payload(payload_type)) {
+    if (is_audio_payload(view.payload_type)) {
         return true;
     }
-    if (is_event_payload(payload_type)) {
-        handle_event(pkt, hdr);
+    if (is_event_payload(view.payload_type)) {
+        handle_event(view);
         return false;
     }
-    report_unknown_type(payload_type);
+    report_unknown_type(view.payload_type);
     return false;
 }
 
@@ -175,15 +174,14 @@ void rtp_stream::watch_for_code(const char* pkt, int len) {
     }
 }
 
-/** Follows a telephone event (RFC 4733 2.5); needs its whole payload behind the header. */
-void rtp_stream::handle_event(const char* pkt, int hdr) {
-    const auto event = static_cast<unsigned char>(pkt[hdr]);
-    const auto flags = static_cast<unsigned char>(pkt[hdr + 1]);
-    const bool end = (flags & 0x80) != 0;
-    const int volume = flags & 0x3F;
-    const int duration = rtp_packet::read_be16(pkt + hdr + 2);
-    const bool marker = rtp_packet::marker(pkt);
-    const int seq = rtp_packet::sequence(pkt);
+/** Follows a telephone event (RFC 4733 2.5); needs its whole payload. */
+void rtp_stream::handle_event(const rtp_view& view) {
+    const int event = view.payload[0];
+    const bool end = (view.payload[1] & 0x80) != 0;
+    const int volume = view.payload[1] & 0x3F;
+    const int duration = view.payload[2] << 8 | view.payload[3];
+    const bool marker = view.marker;
+    const int seq = view.sequence;
     if (seq != dtmf_last_seq) {
         if (dtmf_event == -1 && marker) {
             dtmf_event = event;
@@ -215,7 +213,8 @@ void rtp_stream::notify_dtmf_end(int event, int volume, int duration) {
     notify_signal.emit(text.str());
 }
 
-void rtp_stream::decode(const char* encoded) {
+void rtp_stream::decode(const std::uint8_t* audio) {
+    const auto* const encoded = reinterpret_cast<const char*>(audio);
     switch (payload) {
     case PCMU:
         ulaw2linear(encoded, incoming.data(), frame_bytes);

@@ -17,9 +17,6 @@ namespace {
 
 constexpr std::uint32_t event_spacing = 960; // timestamp units from one relayed event to the next
 
-// A packet without a type is refused like one that lacks a whole frame of audio.
-constexpr int type_of_short_packet = PCMU;
-
 } // namespace
 
 int rtp_stream::write_outgoing(const char* buf, int len) {
@@ -27,12 +24,10 @@ int rtp_stream::write_outgoing(const char* buf, int len) {
     const char* pkt = own ? own_packet.data() : buf;
     const int available = own ? static_cast<int>(own_packet.size()) : len;
 
-    const bool typed = available >= rtp_header_bytes;
-    const int payload_type = typed ? rtp_packet::payload_type(pkt) : type_of_short_packet;
-    const bool audio = is_audio_payload(payload_type);
-    const int hdr = rtp_packet::get_hdr_size(pkt, available);
-    const int need = hdr + (audio ? frame_bytes : event_payload_bytes) +
-                     rtp_packet::get_padding_size(pkt, available);
+    const rtp_view view = measure_rtp(pkt, available);
+    const bool audio = is_audio_payload(view.payload_type);
+    const int need =
+        view.header_bytes + (audio ? frame_bytes : event_payload_bytes) + view.padding_bytes;
     if (need > available) {
         report_size_mismatch(need, available);
         return 0;
@@ -42,9 +37,9 @@ int rtp_stream::write_outgoing(const char* buf, int len) {
     }
     // An event may go to several members, each of which numbers it for itself.
     alignas(4) char event_copy[rtp_header_bytes + 2 * event_payload_bytes];
-    if (is_event_payload(payload_type)) {
+    if (is_event_payload(view.payload_type)) {
         std::memcpy(event_copy, pkt, static_cast<std::size_t>(need));
-        renumber_event(event_copy, hdr);
+        renumber_event(event_copy, view.header_bytes);
         pkt = event_copy;
     }
     log_packet(pcap_out, pkt, need, dir_out, audio);

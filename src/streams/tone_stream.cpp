@@ -3,6 +3,7 @@
 #include "streams/tone_stream.hpp"
 
 #include "base/exceptions.hpp"
+#include "rtp/rtp_view.hpp"
 #include "util/log_line.hpp"
 #include "util/system_random.hpp"
 #include "util/text.hpp"
@@ -83,18 +84,17 @@ int tone_stream::write_outgoing(const char* buf, int len) {
     if (!detect || buf == nullptr) {
         return 0;
     }
-    const int payload_type = len >= rtp_header_bytes ? rtp_packet::payload_type(buf) : int{PCMU};
-    const bool audio = payload_type == PCMU || payload_type == G729;
+    const rtp_view view = measure_rtp(buf, len);
+    const bool audio = view.payload_type == PCMU || view.payload_type == G729;
     const int body = audio ? frame_bytes : event_payload_bytes;
-    const int hdr = rtp_packet::get_hdr_size(buf, len);
-    const int need = hdr + body + rtp_packet::get_padding_size(buf, len);
+    const int need = view.header_bytes + body + view.padding_bytes;
     if (need > len) {
         if (size_mismatches.admit()) {
             log_line() << "packet size mismatch: " << need << " > " << len;
         }
         return 0;
     }
-    run_detector(buf + hdr, static_cast<std::size_t>(body));
+    run_detector(buf + view.header_bytes, static_cast<std::size_t>(body));
     return 0;
 }
 

@@ -59,17 +59,6 @@ TEST(mixer, saturates_the_whole_sum_and_nothing_before_it) {
     }
 }
 
-TEST(rtp_packet, measures_header_and_padding_within_the_bytes_received) {
-    const std::array<int, 4> rows[] = {{0x80, 0, 0, 0},    {0x80, 11, 11, 11}, {0x80, 12, 12, 0},
-                                       {0x90, 15, 15, 0},  {0x90, 16, 16, 0},  {0x90, 172, 16, 0},
-                                       {0x82, 172, 12, 0}, {0xA0, 172, 12, 0}, {0x40, 99, 99, 99}};
-    for (const auto& [first_byte, len, header, padding] : rows) {
-        const std::vector<char> packet(len, static_cast<char>(first_byte));
-        EXPECT_EQ(rtp_packet::get_hdr_size(packet.data(), len), header) << first_byte;
-        EXPECT_EQ(rtp_packet::get_padding_size(packet.data(), len), padding) << first_byte;
-    }
-}
-
 TEST(rtp_ports, go_up_by_two_and_around) {
     rtp_ports ports;
     ports.rewind(64996);

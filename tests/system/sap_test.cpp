@@ -66,7 +66,7 @@ class sap_test : public system_test {
         return session;
     }
 
-    harness::descriptor network_before{::open("/proc/self/ns/net", O_RDONLY | O_CLOEXEC)};
+    util::unique_fd network_before{::open("/proc/self/ns/net", O_RDONLY | O_CLOEXEC)};
 };
 
 TEST_F(sap_test, stream_is_announced_at_once_every_five_seconds_and_at_its_end) {

@@ -81,7 +81,7 @@ TEST_F(sound_test, looping_file_follows_its_changes_until_no_frame_is_left) {
         const bytes frame = next(legs[0]);
         EXPECT_TRUE(std::equal(frame.begin(), frame.end(), sound.begin() + i % 2 * 160));
     }
-    const harness::descriptor open_file(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+    const util::unique_fd open_file(::open(path.c_str(), O_RDWR | O_CLOEXEC));
     EXPECT_EQ(::pwrite(open_file.get(), silence.data(), silence.size(), 0), 160);
     EXPECT_EQ(::ftruncate(open_file.get(), 160), 0);
     std::filesystem::remove(path);

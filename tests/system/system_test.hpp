@@ -18,6 +18,7 @@ namespace vocalink::system_tests {
 
 using namespace std::chrono_literals;
 using bytes = std::vector<std::uint8_t>;
+using harness::eventually;
 
 constexpr int pcmu = 0;
 constexpr int g729 = 18;
@@ -44,15 +45,6 @@ inline int occurrences(const std::string& text, const std::string& part) {
 inline std::string content(const std::string& path) {
     std::ifstream file(path);
     return {std::istreambuf_iterator<char>(file), {}};
-}
-
-/** Waits until the condition holds. @return whether it did within the usual time-out */
-inline bool eventually(const std::function<bool()>& condition) {
-    const harness::deadline until(harness::default_timeout);
-    while (!condition() && !until.passed()) {
-        std::this_thread::sleep_for(5ms);
-    }
-    return condition();
 }
 
 /** One party of a call: a telephone, and the stream of the daemon that serves it. */

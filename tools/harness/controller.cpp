@@ -4,8 +4,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <sstream>
+#include <cstdio>
 #include <stdexcept>
 
 #include <sys/socket.h>
@@ -15,19 +14,19 @@ namespace vocalink::harness {
 
 namespace {
 
-descriptor connected_socket(const std::string& path) {
+util::unique_fd connected_socket(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof address.sun_path) {
         throw std::runtime_error("control socket path too long: " + path);
     }
     std::copy(path.begin(), path.end(), address.sun_path);
-    descriptor made(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (made.get() < 0 ||
-        ::connect(made.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    util::unique_fd connected(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!connected || ::connect(connected.get(), reinterpret_cast<const sockaddr*>(&address),
+                                sizeof address) != 0) {
         throw_system_error("cannot connect to control socket " + path);
     }
-    return made;
+    return connected;
 }
 
 } // namespace
@@ -42,8 +41,8 @@ controller::controller(const std::string& socket_path) : socket(connected_socket
 
 std::string controller::command(const std::string& line, milliseconds timeout) {
     send(line + "\n");
-    const deadline until(timeout);
-    while (std::optional<std::string> got = read_line(until.left())) {
+    const deadline until = ends_after(timeout);
+    while (std::optional<std::string> got = next_line(until)) {
         if (!is_notice(*got)) {
             return *std::move(got);
         }
@@ -69,38 +68,23 @@ std::optional<std::string> controller::notice(milliseconds timeout) {
 void controller::send(std::string_view bytes) {
     while (!bytes.empty()) {
         const ssize_t sent = ::send(fd(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent < 0 && errno != EINTR) {
+        if (sent < 0) {
             throw_system_error("cannot write to the control socket");
         }
-        bytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(sent, 0)));
+        bytes.remove_prefix(static_cast<std::size_t>(sent));
     }
 }
 
-std::optional<std::string> controller::read_line(milliseconds timeout) {
-    const deadline until(timeout);
-    for (;;) {
-        if (std::optional<std::string> line = take_line()) {
-            return line;
-        }
+std::optional<std::string> controller::next_line(deadline until) {
+    std::size_t newline = 0;
+    while ((newline = unread.find('\n')) == std::string::npos) {
         if (end_of_file || !wait_readable(fd(), until)) {
             return std::nullopt;
         }
         std::array<char, 16384> bytes;
         const ssize_t got = ::recv(fd(), bytes.data(), bytes.size(), 0);
-        if (got > 0) {
-            unread.append(bytes.data(), static_cast<std::size_t>(got));
-        } else if (got == 0 || errno == ECONNRESET) {
-            end_of_file = true;
-        } else if (errno != EINTR) {
-            throw_system_error("cannot read from the control socket");
-        }
-    }
-}
-
-std::optional<std::string> controller::take_line() {
-    const std::size_t newline = unread.find('\n');
-    if (newline == std::string::npos) {
-        return std::nullopt;
+        end_of_file = got <= 0; // a reset connection has ended too
+        unread.append(bytes.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
     }
     std::string line = unread.substr(0, newline);
     unread.erase(0, newline + 1);
@@ -113,13 +97,11 @@ bool is_notice(std::string_view line) {
 }
 
 std::uint16_t port_in_reply(const std::string& reply) {
-    std::istringstream words(reply);
-    std::string success;
-    std::uint16_t port = 0;
-    if (!(words >> success >> port) || success != "SUCCESS" || port == 0) {
+    unsigned port = 0;
+    if (std::sscanf(reply.c_str(), "SUCCESS %u ", &port) != 1 || port == 0 || port > 0xFFFF) {
         throw std::runtime_error("expected \"SUCCESS port address\", got \"" + reply + "\"");
     }
-    return port;
+    return static_cast<std::uint16_t>(port);
 }
 
 } // namespace vocalink::harness

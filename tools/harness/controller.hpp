@@ -2,7 +2,8 @@
 // The controlling application's side of the control socket.
 #pragma once
 
-#include "harness/descriptor.hpp"
+#include "harness/waiting.hpp"
+#include "util/unique_fd.hpp"
 
 #include <cstdint>
 #include <deque>
@@ -37,7 +38,9 @@ class controller {
 
     /** The next line of any kind that was not set aside; nothing at the end or when none comes in
      *  time (ended() tells the two apart). */
-    std::optional<std::string> read_line(milliseconds timeout = default_timeout);
+    std::optional<std::string> read_line(milliseconds timeout = default_timeout) {
+        return next_line(ends_after(timeout));
+    }
 
     /** Whether the daemon has closed the connection, as far as has been read. */
     [[nodiscard]] bool ended() const { return end_of_file; }
@@ -48,9 +51,9 @@ class controller {
     [[nodiscard]] int fd() const { return socket.get(); }
 
   private:
-    std::optional<std::string> take_line();
+    std::optional<std::string> next_line(deadline until);
 
-    descriptor socket;               ///< connected stream socket
+    util::unique_fd socket;          ///< connected stream socket
     std::string first_line;          ///< the greeting
     std::string unread;              ///< bytes received that do not make a line yet
     std::deque<std::string> notices; ///< notices that came before the reply of a command

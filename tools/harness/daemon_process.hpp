@@ -2,7 +2,6 @@
 // The real daemon as a child process, with a socket and a log of its own.
 #pragma once
 
-#include "harness/descriptor.hpp"
 #include "harness/temporary_directory.hpp"
 
 #include <optional>
@@ -20,10 +19,10 @@ namespace vocalink::harness {
  *  that no daemon is left behind by a test that crashed. */
 class daemon_process {
   public:
-    /** Returns when the daemon serves its socket; no connection has been used up for finding out.
+    /** Returns when the daemon serves its socket, without having connected to it.
      *  @param extra_arguments  come after the harness's own -s, -a and -l, and so override them
-     *  @throws std::runtime_error with the log when the daemon does not start */
-    explicit daemon_process(std::vector<std::string> extra_arguments = {});
+     *  @throws std::runtime_error with the end of the log when the daemon does not start */
+    explicit daemon_process(const std::vector<std::string>& extra_arguments = {});
 
     /** stop(), and after 10 s a kill. */
     ~daemon_process();
@@ -32,43 +31,32 @@ class daemon_process {
 
     /** Sends SIGINT and waits for the end; once it has ended, returns the same again.
      *  @return the exit status, or 128 plus the number of the signal that ended it
-     *  @throws std::runtime_error with the log's tail when it is not over after 10 s (it is killed)
-     */
+     *  @throws std::runtime_error with the end of the log when it takes over 10 s (it is killed) */
     int stop();
 
-    /** Sends SIGINT and returns at once. */
-    void interrupt() const;
-
-    /** Whether the process has not ended yet. */
-    [[nodiscard]] bool running();
-
-    /** Waits until text stands anywhere in the log, or in what comes after the first skip_bytes.
+    /** Waits until the text stands in the log.
      *  @return false when the time passed, or the daemon ended, without it */
-    [[nodiscard]] bool wait_for_log(const std::string& text, milliseconds timeout = default_timeout,
-                                    std::size_t skip_bytes = 0);
+    [[nodiscard]] bool wait_for_log(const std::string& text,
+                                    milliseconds timeout = default_timeout);
 
     /** All that the daemon has written to standard error and standard output so far. */
     [[nodiscard]] std::string log() const;
 
-    /** The log's last lines, for messages of failure. */
+    /** The end of the log, for messages of failure. */
     [[nodiscard]] std::string log_tail() const;
 
     [[nodiscard]] pid_t pid() const { return child; }
-    [[nodiscard]] const std::string& socket_path() const { return socket; }
+    [[nodiscard]] const std::string& socket_path() const { return control_socket; }
     [[nodiscard]] const std::string& directory_path() const { return directory.path(); }
 
   private:
-    void spawn(const std::vector<std::string>& arguments);
-    void wait_for_change(const deadline& until) const;
-    bool wait_for_end(milliseconds timeout);
-    void kill();
+    [[nodiscard]] bool ended();
+    [[noreturn]] void kill_and_complain(const std::string& complaint);
 
-    temporary_directory directory;  ///< holds socket and log
-    std::string socket;             ///< path of the control socket
-    std::string log_path;           ///< path of the file that takes standard error
-    pid_t child = -1;               ///< process id of the daemon
-    descriptor process_watch;       ///< readable when the daemon has ended
-    descriptor log_watch;           ///< readable when the log has grown
+    temporary_directory directory;
+    const std::string control_socket = directory.path() + "/control";
+    const std::string log_path = directory.path() + "/log";
+    pid_t child = -1;
     std::optional<int> exit_status; ///< set once the process has been reaped
 };
 

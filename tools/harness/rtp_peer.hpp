@@ -2,13 +2,16 @@
 // A telephone's side of a call leg: a UDP socket that sends and receives RTP packets.
 #pragma once
 
-#include "harness/descriptor.hpp"
+#include "harness/waiting.hpp"
+#include "util/unique_fd.hpp"
 
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
+
+#include <netinet/in.h>
 
 namespace vocalink::harness {
 
@@ -29,14 +32,14 @@ class rtp_peer {
 
     /** Waits the whole time for something not to happen.
      *  @return true when no datagram came; one that came is taken off the socket */
-    [[nodiscard]] bool receive_nothing(milliseconds during);
+    [[nodiscard]] bool receive_nothing(milliseconds during) { return !receive(during); }
 
     [[nodiscard]] std::uint16_t port() const { return bound_port; }
     [[nodiscard]] const std::string& ip() const { return bound_ip; }
     [[nodiscard]] int fd() const { return socket.get(); }
 
   private:
-    descriptor socket;            ///< bound, non-blocking
+    util::unique_fd socket;       ///< bound, non-blocking
     std::string bound_ip;         ///< dotted text
     std::uint16_t bound_port = 0; ///< host order
 };
@@ -55,9 +58,18 @@ struct rtp_view {
  *  @throws std::runtime_error when it is shorter than 12 bytes or not of version 2 */
 [[nodiscard]] rtp_view parse_rtp(std::span<const std::uint8_t> packet);
 
-/** The bytes of one RTP packet, 12 bytes of header and the payload. Numbers in host order. */
+/** Writes a header of version 2 without extension, padding and contributing sources. Numbers in host
+ *  order. */
+void write_rtp_header(std::span<std::uint8_t, rtp_header_bytes> out, int payload_type,
+                      std::uint16_t sequence, std::uint32_t timestamp, std::uint32_t ssrc,
+                      bool marker = false);
+
+/** The bytes of one RTP packet, such a header and the payload. */
 [[nodiscard]] std::vector<std::uint8_t>
 rtp_packet_bytes(int payload_type, std::uint16_t sequence, std::uint32_t timestamp,
                  std::uint32_t ssrc, std::span<const std::uint8_t> payload, bool marker = false);
+
+/** An IPv4 address and port for the socket calls. */
+[[nodiscard]] sockaddr_in socket_address(const std::string& ip, std::uint16_t port);
 
 } // namespace vocalink::harness

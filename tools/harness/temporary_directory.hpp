@@ -2,7 +2,13 @@
 // A directory of a test's own that goes with its owner.
 #pragma once
 
+#include "harness/waiting.hpp"
+
+#include <filesystem>
 #include <string>
+#include <system_error>
+
+#include <stdlib.h>
 
 namespace vocalink::harness {
 
@@ -11,8 +17,15 @@ namespace vocalink::harness {
  */
 class temporary_directory {
   public:
-    temporary_directory();
-    ~temporary_directory();
+    temporary_directory() {
+        if (::mkdtemp(directory.data()) == nullptr) {
+            throw_system_error("cannot make a temporary directory " + directory);
+        }
+    }
+    ~temporary_directory() {
+        std::error_code ignored;
+        std::filesystem::remove_all(directory, ignored);
+    }
     temporary_directory(const temporary_directory&) = delete;
     temporary_directory& operator=(const temporary_directory&) = delete;
 
@@ -20,7 +33,7 @@ class temporary_directory {
     [[nodiscard]] const std::string& path() const { return directory; }
 
   private:
-    std::string directory;
+    std::string directory = std::filesystem::temp_directory_path() / "vl-XXXXXX";
 };
 
 } // namespace vocalink::harness

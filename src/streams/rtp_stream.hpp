@@ -4,6 +4,9 @@
 
 #include "audio/frame_decoder.hpp"
 #include "audio/frame_encoder.hpp"
+#include "rtp/code_watcher.hpp"
+#include "rtp/event_numbering.hpp"
+#include "rtp/event_receiver.hpp"
 #include "rtp/rtp_packet.hpp"
 #include "rtp/rtp_view.hpp"
 #include "rtp/sap_announcer.hpp"
@@ -74,16 +77,18 @@ class rtp_stream : public stream {
     static bool is_cut_event(const rtp_view& view);
     bool classify(const rtp_view& view);
     void report_unknown_type(int payload_type);
+    void decode(const std::uint8_t* audio);
+
+    // Keys and codes: rtp_stream_events.cpp
     void watch_for_code(const char* pkt, int len);
     void handle_event(const rtp_view& view);
-    void notify_dtmf_start(int event, int volume);
-    void notify_dtmf_end(int event, int volume, int duration);
-    void decode(const std::uint8_t* audio);
+    void notify_dtmf_start(const telephone_event& event);
+    void notify_dtmf_end(const telephone_event& event);
+    void renumber_event(char* pkt, const rtp_view& view);
 
     // Sending: rtp_stream_send.cpp
     void report_size_mismatch(int need, int available);
     void prepare_own_packet(bool audio);
-    void renumber_event(char* pkt, int hdr);
     int send_protected(const char* pkt, int len);
     int send_packet(const char* pkt, int len);
 
@@ -98,11 +103,9 @@ class rtp_stream : public stream {
     sockaddr_in remote_addr{}; // the last sender, or as commanded
     sockaddr_in local_addr{};
 
-    int dtmf_event = -1;         // code of the event in progress, -1 for none
-    int dtmf_last_seq = -1;      // of the last event packet
-    int dtmf_last_duration = -1; // timestamp units
-    int code_countdown = 0;      // packets that still carry a byte of an in-band code
-    std::array<unsigned char, 3> code_bytes{};
+    event_receiver keys; // that the far end presses
+    code_watcher codes;  // that it sends in its packets
+    event_numbering relayed_events;
 
     struct srtp_sessions {
         srtp_session send;

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The RTP endpoint's receive path: reading, classifying, reporting and decoding.
+// The RTP endpoint's receive path: reading, classifying and decoding.
 #include "audio/g711.hpp"
 #include "streams/rtp_stream.hpp"
 #include "util/log_line.hpp"
 
 #include <cerrno>
 #include <cstring>
-#include <sstream>
 
 #include <sys/socket.h>
 
@@ -19,9 +18,6 @@ namespace {
 // A drain takes what a receive buffer of the usual size can hold, so that a flood cannot keep the
 // loop.
 constexpr int max_drained_packets = 512;
-
-constexpr int code_offset = rtp_header_bytes; // whatever the header's own size
-constexpr std::array<unsigned char, 4> code_mark = {0xFE, 0xED, 0xFA, 0xCE};
 
 } // namespace
 
@@ -130,7 +126,7 @@ bool rtp_stream::is_cut_event(const rtp_view& view) {
 /** Follows events and codes. @return whether the packet carries audio of this moment */
 bool rtp_stream::classify(const rtp_view& view) {
     if (view.payload_type == PCMU) {
-        return dtmf_event == -1; // the tone of a digit in progress is not audio
+        return !keys.in_progress(); // the tone of a digit in progress is not audio
     }
     if (is_audio_payload(view.payload_type)) {
         return true;
@@ -151,66 +147,6 @@ void rtp_stream::report_unknown_type(int payload_type) {
     }
     logged_types.set(bit);
     log_line() << "-- stream(" << id << ") got packet of unknown payload type " << payload_type;
-}
-
-/** Collects an in-band code: one byte from each of the three packets after its mark. */
-void rtp_stream::watch_for_code(const char* pkt, int len) {
-    if (code_countdown > 0 && len > code_offset) {
-        code_bytes[code_bytes.size() - static_cast<std::size_t>(code_countdown)] =
-            static_cast<unsigned char>(pkt[code_offset]);
-        code_countdown -= 1;
-        if (code_countdown == 0) {
-            std::ostringstream text;
-            text << "CODE DETECT " << id;
-            for (const int byte : code_bytes) {
-                text << " " << byte;
-            }
-            notify_signal.emit(text.str());
-        }
-    }
-    if (len >= code_offset + static_cast<int>(code_mark.size()) &&
-        std::memcmp(pkt + code_offset, code_mark.data(), code_mark.size()) == 0) {
-        code_countdown = static_cast<int>(code_bytes.size());
-    }
-}
-
-/** Follows a telephone event (RFC 4733 2.5); needs its whole payload. */
-void rtp_stream::handle_event(const rtp_view& view) {
-    const int event = view.payload[0];
-    const bool end = (view.payload[1] & 0x80) != 0;
-    const int volume = view.payload[1] & 0x3F;
-    const int duration = view.payload[2] << 8 | view.payload[3];
-    const bool marker = view.marker;
-    const int seq = view.sequence;
-    if (seq != dtmf_last_seq) {
-        if (dtmf_event == -1 && marker) {
-            dtmf_event = event;
-            notify_dtmf_start(event, volume);
-        } else if (dtmf_event != -1 && marker && dtmf_last_duration != 0) {
-            // The end of the digit before was lost; this packet ends it.
-            notify_dtmf_end(dtmf_event, volume, duration);
-            dtmf_event = event;
-            notify_dtmf_start(event, volume);
-        } else if (dtmf_event != -1 && end) {
-            notify_dtmf_end(dtmf_event, volume, duration);
-            dtmf_event = -1;
-        }
-    }
-    dtmf_last_seq = seq;
-    dtmf_last_duration = duration;
-}
-
-void rtp_stream::notify_dtmf_start(int event, int volume) {
-    std::ostringstream text;
-    text << "DTMF_START STREAM " << id << " EVENT " << event << " VOLUME " << volume;
-    notify_signal.emit(text.str());
-}
-
-void rtp_stream::notify_dtmf_end(int event, int volume, int duration) {
-    std::ostringstream text;
-    text << "DTMF_END STREAM " << id << " EVENT " << event << " VOLUME " << volume << " DURATION "
-         << duration;
-    notify_signal.emit(text.str());
 }
 
 void rtp_stream::decode(const std::uint8_t* audio) {

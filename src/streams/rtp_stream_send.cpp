@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The RTP endpoint's send path: own packets, relayed packets, and the numbering of events.
+// The RTP endpoint's send path: own packets and relayed packets.
 #include "streams/rtp_stream.hpp"
 #include "util/log_line.hpp"
 
@@ -12,12 +12,6 @@ namespace vocalink {
 
 using util::error_text;
 using util::log_line;
-
-namespace {
-
-constexpr std::uint32_t event_spacing = 960; // timestamp units from one relayed event to the next
-
-} // namespace
 
 int rtp_stream::write_outgoing(const char* buf, int len) {
     const bool own = buf == nullptr;
@@ -39,7 +33,7 @@ int rtp_stream::write_outgoing(const char* buf, int len) {
     alignas(4) char event_copy[rtp_header_bytes + 2 * event_payload_bytes];
     if (is_event_payload(view.payload_type)) {
         std::memcpy(event_copy, pkt, static_cast<std::size_t>(need));
-        renumber_event(event_copy, view.header_bytes);
+        renumber_event(event_copy, view);
         pkt = event_copy;
     }
     log_packet(pcap_out, pkt, need, dir_out, audio);
@@ -66,30 +60,6 @@ void rtp_stream::prepare_own_packet(bool audio) {
     if (audio) {
         encoder.encode(outgoing.data(), header + rtp_header_bytes);
     }
-}
-
-/** Gives a relayed event this stream's own continuous numbering, whatever its source used: each new
- *  event starts 960 timestamp units after the one before. */
-void rtp_stream::renumber_event(char* pkt, int hdr) {
-    char* const event = pkt + hdr;
-    const auto flags = static_cast<unsigned char>(event[1]);
-    const bool marker = rtp_packet::marker(pkt);
-    log_line() << "Seq=" << rtp_packet::sequence(pkt) << " TS=" << rtp_packet::timestamp(pkt)
-               << " Last Seq=" << last_event_seq << " Last TS=" << last_event_ts;
-    log_line() << "Event Type" << int{static_cast<unsigned char>(event[0])}
-               << " end_flag=" << (flags >> 7) << " Volume=" << (flags & 0x3F)
-               << " duration=" << rtp_packet::read_be16(event + 2) << "Mark Flag=" << int{marker};
-
-    const int sequence = last_event_seq == -1 ? 1 : last_event_seq + 1;
-    auto timestamp = static_cast<std::uint32_t>(last_event_ts);
-    if (marker) {
-        rtp_packet::write_be16(event + 2, 0);
-        timestamp = last_event_ts == -1 ? event_spacing : timestamp + event_spacing;
-    }
-    rtp_packet::set_sequence(pkt, static_cast<std::uint16_t>(sequence));
-    rtp_packet::set_timestamp(pkt, timestamp);
-    last_event_seq = sequence;
-    last_event_ts = static_cast<int>(timestamp);
 }
 
 /** Protects a copy: the packet may go to other members too, and an own one keeps its payload. */

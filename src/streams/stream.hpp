@@ -184,8 +184,6 @@ class stream {
     long long outgoing_bytes = 0;
     long long read_failures = 0;
     long long write_failures = 0;
-    int last_event_seq = -1; // of the last DTMF event sent, -1 before the first
-    int last_event_ts = -1;
     std::uint16_t spare_seq = 0;
 
   private:

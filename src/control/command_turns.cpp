@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Shares the loop's time for commands among all controllers.
+#include "control/command_turns.hpp"
+
+namespace vocalink {
+
+command_turns::command_turns(std::chrono::microseconds time_per_iteration)
+    : budget(time_per_iteration) {
+    timer.set<command_turns, &command_turns::handle_timer>(this);
+    timer.priority = watcher_priority;
+}
+
+void command_turns::add(turn_taker& taker) {
+    queue.push_back(&taker);
+    if (!timer.is_active()) {
+        timer.start(0.0);
+    }
+}
+
+void command_turns::run() {
+    const unsigned present = ev::get_default_loop().iteration();
+    if (iteration != present) {
+        iteration = present;
+        spent = {};
+    }
+    auto before = std::chrono::steady_clock::now();
+    while (!queue.empty() && spent < budget) {
+        turn_taker& taker = *queue.front();
+        queue.pop_front();
+        if (taker.take_turn()) {
+            queue.push_back(&taker);
+        }
+        const auto after = std::chrono::steady_clock::now();
+        spent += after - before;
+        before = after;
+    }
+    if (queue.empty()) {
+        timer.stop();
+    } else if (!timer.is_active()) {
+        timer.start(0.0);
+    }
+}
+
+void command_turns::remove(turn_taker& taker) {
+    std::erase(queue, &taker);
+}
+
+void command_turns::handle_timer(ev::timer&, int) {
+    run();
+}
+
+} // namespace vocalink

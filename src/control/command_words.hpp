@@ -11,15 +11,6 @@ namespace vocalink {
 /** The words of a command; handlers take them from the front. */
 using word_list = std::deque<std::string>;
 
-/** What a command comes to. */
-struct command_result {
-    /** The command is done. @param text  the reply, without its line end */
-    command_result(std::string text) : reply(std::move(text)) {}
-    command_result(const char* text) : reply(text) {}
-
-    std::string reply;
-};
-
 // Well-formed commands that name a wrong id are answered like this, without an exception.
 inline constexpr const char* no_such_stream = "ERROR can't find stream";
 inline constexpr const char* no_such_bridge = "ERROR can't find bridge";

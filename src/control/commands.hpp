@@ -2,6 +2,7 @@
 // The table of commands. A new command is a row here and its handler.
 #pragma once
 
+#include "control/command_result.hpp"
 #include "control/command_words.hpp"
 #include "control/features.hpp"
 

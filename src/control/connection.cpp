@@ -2,17 +2,10 @@
 // A connection's framing, dispatch, replies and notices.
 #include "control/connection.hpp"
 
-#include "base/exceptions.hpp"
-#include "control/commands.hpp"
-#include "control/log_masking.hpp"
-#include "control/word_table.hpp"
 #include "util/log_line.hpp"
-#include "util/text.hpp"
 
 #include <array>
 #include <cerrno>
-#include <chrono>
-#include <cstring>
 #include <utility>
 
 #include <sys/socket.h>
@@ -26,39 +19,26 @@ namespace {
 
 constexpr std::size_t input_bytes = 16384;
 
-// How long one client's commands may keep the loop before others have their turn.
-constexpr std::chrono::milliseconds longest_turn{2};
-
-// A client that reads no notices gets no more of them beyond this; its calls go on.
+// Notices are dropped while this much is unread; calls are unaffected.
 constexpr std::size_t max_backlog_bytes = 1'048'576;
-
-/** @throws whatever the handler throws, and command_exception for a word that is no command */
-command_result dispatch(connection& caller, word_list& words) {
-    if (words.empty()) {
-        throw command_exception("commands must be in the format 'operation [args]'");
-    }
-    const std::string operation = take_word(words);
-    const command* const row = find_command(operation);
-    if (row == nullptr) {
-        throw unknown_word("unknown command", operation);
-    }
-    return row->run(caller, words);
-}
 
 } // namespace
 
-connection::connection(const char* connection_name, util::unique_fd accepted)
-    : name(connection_name), fd(std::move(accepted)), output(fd.get()) {
+connection::connection(const char* connection_name, util::unique_fd accepted,
+                       command_turns& shared_turns)
+    : name(connection_name), turns(shared_turns), fd(std::move(accepted)), output(fd.get()) {
     log_line("connection", name) << "starting with fd " << fd.get();
     output.write("RECOVER_OK\n");
     objects.notify_signal.connect(this, &connection::notify);
-    output.drained.connect(this, &connection::resume_lines);
-    resume_timer.set<connection, &connection::handle_resume>(this);
+    output.drained.connect(this, &connection::handle_drained_output);
     input_watcher.set<connection, &connection::handle_input>(this);
+    input_watcher.priority = command_turns::watcher_priority;
     input_watcher.start(fd.get(), ev::READ);
 }
 
 connection::~connection() {
+    turns.remove(*this);
+    running.reset();
     objects.end_all();
     deleted.emit(name);
     if (dropped_notices > 0) {
@@ -68,90 +48,76 @@ connection::~connection() {
 }
 
 void connection::handle_input(ev::io&, int) {
-    std::array<char, input_bytes> buffer;
-    const ssize_t received = ::recv(fd.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
-    if (received < 0 && (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK)) {
-        return;
+    if (!end_of_input) {
+        readable = true;
+        input_watcher.stop(); // until this chunk is done
+        turns.add(*this);
+        turns.run();
     }
-    if (received <= 0) {
-        if (received == 0) {
+    if (end_of_input) {
+        const int error = *end_of_input;
+        if (error == 0) {
             log_line("connection", name) << "eof received";
         } else {
-            const int error = errno;
             log_line("connection", name)
                 << "error " << error << " reading from input: " << error_text(error);
         }
         delete this;
-        return;
-    }
-    // Clients send whole lines: the last byte is taken for the newline, and nothing is kept from
-    // one read to the next.
-    buffer[static_cast<std::size_t>(received) - 1] = '\0';
-    run_lines(buffer.data());
-}
-
-/** Runs the lines of a chunk, as far as the client takes the replies and the loop has time; the rest
- *  waits. A chunk can hold thousands of commands, and other calls must go on meanwhile. */
-void connection::run_lines(char* chunk) {
-    const auto begin = std::chrono::steady_clock::now();
-    char* rest = nullptr;
-    for (char* line = strtok_r(chunk, "\n", &rest); line != nullptr;
-         line = strtok_r(nullptr, "\n", &rest)) {
-        output.write(handle_command(line));
-        if (output.backlog_bytes() > 0) {
-            hold_back(rest);
-            return;
-        }
-        if (std::chrono::steady_clock::now() - begin > longest_turn) {
-            hold_back(rest);
-            resume_timer.start(0.0);
-            return;
-        }
     }
 }
 
-void connection::hold_back(const char* lines) {
-    waiting_lines = lines;
-    input_watcher.stop();
+/** Runs the next line, or the next part of the one before. */
+bool connection::take_turn() {
+    if (!running && !begin_command()) {
+        return false;
+    }
+    const auto reply = running->proceed();
+    if (!reply) {
+        return !running->waits(); // else handle_finished_reply queues the next turn
+    }
+    running.reset();
+    output.write(*reply);
+    blocked = output.backlog_bytes() > 0; // then handle_drained_output does
+    return !blocked;
 }
 
-void connection::resume_lines() {
-    resume_timer.stop();
-    std::string lines = std::exchange(waiting_lines, {});
-    input_watcher.start();
-    run_lines(lines.data());
+/** @return false when the client must send more first; handle_input waits for it */
+bool connection::begin_command() {
+    auto line = input.next_line();
+    if (!line && readable) {
+        readable = false;
+        read_chunk();
+        line = input.next_line();
+    }
+    if (!line) {
+        input_watcher.start();
+        return false;
+    }
+    running.emplace(*this, *line);
+    return true;
 }
 
-void connection::handle_resume(ev::timer&, int) {
-    if (output.backlog_bytes() == 0) { // else the client's reading resumes them
-        resume_lines();
+void connection::read_chunk() {
+    std::array<char, input_bytes> buffer;
+    const ssize_t received = ::recv(fd.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
+    if (received > 0) {
+        input.take({buffer.data(), static_cast<std::size_t>(received)});
+    } else if (received == 0) {
+        end_of_input = 0;
+    } else if (errno != EINTR && errno != EAGAIN && errno != EWOULDBLOCK) {
+        end_of_input = errno;
     }
 }
 
-std::string connection::handle_command(const char* line) {
-    word_list words;
-    util::parse_args(line, words, '\0');
-    const log_mask mask(words);
-    log_line() << "<- tolvey connection(" << name << "): " << mask.line(line);
-    std::string reply;
-    std::string logged;
-    try {
-        reply = dispatch(*this, words).reply;
-    } catch (const unknown_word& failure) {
-        reply = "ERROR COMMAND_ERROR " + failure.message;
-        logged = mask.hides(failure.word) ? "ERROR COMMAND_ERROR " + failure.masked : reply;
-    } catch (const command_exception& failure) {
-        reply = "ERROR COMMAND_ERROR " + failure.message;
-    } catch (const bridge_exception& failure) {
-        // The word is "stream" for bridges too; log readers expect it.
-        log_line("stream", failure.id) << mask.reply(failure.message);
-        reply = "ERROR BRIDGE_ERROR " + failure.message;
-    } catch (const stream_exception& failure) {
-        log_line("stream", failure.id) << mask.reply(failure.message);
-        reply = "ERROR STREAM_ERROR " + failure.message;
+void connection::handle_finished_reply() {
+    turns.add(*this);
+}
+
+void connection::handle_drained_output() {
+    if (blocked) {
+        blocked = false;
+        turns.add(*this);
     }
-    log_line() << "-> connection(" << name << "): " << mask.reply(logged.empty() ? reply : logged);
-    return reply + "\n";
 }
 
 void connection::notify(std::string text) {

@@ -2,26 +2,32 @@
 // One controller: its commands, its replies and notices, and the objects it has made.
 #pragma once
 
+#include "control/chunk_framing.hpp"
+#include "control/command_run.hpp"
+#include "control/command_turns.hpp"
 #include "control/line_output.hpp"
 #include "control/owned_objects.hpp"
 #include "util/event_loop.hpp"
 #include "util/signal.hpp"
 #include "util/unique_fd.hpp"
 
+#include <optional>
 #include <string>
 
 namespace vocalink {
 
-/** An accepted client of the control socket. Every command line gets one reply line; notices stand
- *  between them. Owns every stream and bridge made through it: they end with it, and their ids
- *  count only within it.
+/** An accepted client of the control socket. Every command line gets one reply line, in the order of
+ *  the lines; notices stand between them. A line is run when the one before it has its reply and the
+ *  client has taken that. Owns every stream and bridge created through it: they end with it, and
+ *  their ids count only within it.
  *
  *  Owned by main; ends itself at the end of its input, as the last act of handle_input. Loop thread
  *  only. */
-class connection {
+class connection final : private turn_taker {
   public:
-    /** Greets the client and begins to read from the accepted socket. */
-    connection(const char* name, util::unique_fd accepted);
+    /** Greets the client and begins to read from the accepted socket.
+     *  @param shared_turns  main's; outlives this */
+    connection(const char* name, util::unique_fd accepted, command_turns& shared_turns);
     connection(const connection&) = delete;
     connection& operator=(const connection&) = delete;
     ~connection();
@@ -32,25 +38,29 @@ class connection {
     /** Emitted with the name at the end, when streams and bridges are gone. */
     util::signal1<std::string> deleted;
 
-    /** Runs one command. @return the reply, ended by one newline */
-    [[nodiscard]] std::string handle_command(const char* line);
-
     /** Sends a notice to the client; the line end is added. */
     void notify(std::string text);
 
+    /** Has the running command take its next turn: its pending reply is finished. */
+    void handle_finished_reply();
+
   private:
     void handle_input(ev::io& io, int events);
-    void run_lines(char* chunk);
-    void hold_back(const char* lines);
-    void resume_lines();
-    void handle_resume(ev::timer& timer, int events);
+    bool take_turn() override;
+    bool begin_command();
+    void read_chunk();
+    void handle_drained_output();
 
+    command_turns& turns;
     util::unique_fd fd;
-    line_output output;        // replies and notices, in order
-    std::string waiting_lines; // commands held back for a slow client or a busy turn of the loop
-    long long dropped_notices = 0; // while the client did not read
-    ev::timer resume_timer;        // runs while commands wait for the loop's next turn
-    ev::io input_watcher;          // after fd: stops before the descriptor closes
+    line_output output;                 // replies and notices, in order
+    chunk_framing input;                // what was read and not run yet
+    bool readable = false;              // since handle_input, nothing has been read
+    std::optional<int> end_of_input;    // errno of the last read, 0 at the end of the file
+    std::optional<command_run> running; // the command whose reply is to come
+    bool blocked = false;               // further commands wait until the client takes the output
+    long long dropped_notices = 0;      // while the client did not read
+    ev::io input_watcher;               // after fd: stops before the descriptor closes
 };
 
 } // namespace vocalink

@@ -2,6 +2,7 @@
 // The features of streams that "set" and "clear" name. A new feature is a row in feature_commands.cpp.
 #pragma once
 
+#include "control/command_result.hpp"
 #include "control/command_words.hpp"
 
 #include <span>

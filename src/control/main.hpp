@@ -2,6 +2,7 @@
 // The daemon: its listen socket, its connections, and the order of start and stop.
 #pragma once
 
+#include "control/command_turns.hpp"
 #include "control/connection.hpp"
 #include "recording/logging_thread.hpp"
 #include "recording/rec_mover_thread.hpp"
@@ -59,6 +60,7 @@ class main {
     ev::timer accept_retry_timer;                   // runs while the system refuses descriptors
     bool accept_failing = false;                    // since the last successful accept
     int connection_counter = 0;                     // names are never used twice
+    command_turns turns;                            // of the connections
     std::map<std::string, connection*> connections; // owned, by name
     const char* socket_path;                        // as given; unlinked at the end
 

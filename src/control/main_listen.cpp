@@ -77,7 +77,7 @@ void main::handle_new_connection(ev::io&, int) {
     accept_failing = false;
     connection_counter += 1;
     const std::string name = util::format("%d", connection_counter);
-    auto* const made = new connection(name.c_str(), std::move(accepted));
+    auto* const made = new connection(name.c_str(), std::move(accepted), turns);
     made->deleted.connect(this, &main::handle_deleted_connection);
     connections[name] = made;
 }

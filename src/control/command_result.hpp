@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What a command comes to: its reply, further steps, or a reply that a worker owes.
+#pragma once
+
+#include "util/signal.hpp"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+
+namespace vocalink {
+
+class command_result;
+class owned_objects;
+
+/** The reply that a command owes while something off the loop does its part. A handler makes one,
+ *  hands a copy of the pointer to whoever will call finish(), and returns it as its result. The
+ *  controller's further commands wait meanwhile, nobody else does. Loop thread only. */
+class pending_reply {
+  public:
+    /** What is left of the command. Looks streams and bridges up again, for they may have ended
+     *  meanwhile. Returns and throws as a command handler does. */
+    using rest_of_command = std::function<command_result(owned_objects& objects)>;
+
+    /** Has the rest run, soon but not within this call, so that the caller is never destroyed by
+     *  it. When the controller has gone, the rest is dropped without being run. */
+    void finish(rest_of_command remaining) {
+        if (!abandoned && !rest) {
+            rest = std::move(remaining);
+            finished.emit();
+        }
+    }
+
+    /** Whether the controller has gone, so that the work can be undone. */
+    [[nodiscard]] bool is_abandoned() const { return abandoned; }
+
+  private:
+    friend class command_run;
+
+    rest_of_command rest; // set once finished
+    bool abandoned = false;
+    util::signal0<> finished;
+};
+
+/** What a command handler returns. */
+class command_result {
+  public:
+    /** A part of a long command that is short enough for one turn. @return the reply, once done */
+    using step = std::function<std::optional<std::string>()>;
+
+    /** The command is done. @param reply  without its line end */
+    command_result(std::string reply) : outcome(std::move(reply)) {}
+    command_result(const char* reply) : outcome(std::string(reply)) {}
+    /** The reply comes when the pending one is finished. */
+    command_result(std::shared_ptr<pending_reply> later) : outcome(std::move(later)) {}
+    /** The command goes on, a step in each turn, until one returns the reply. Objects that a step
+     *  remembers may end before the next. */
+    [[nodiscard]] static command_result in_steps(step next) {
+        return command_result(std::move(next), 0);
+    }
+
+    std::variant<std::string, step, std::shared_ptr<pending_reply>> outcome;
+
+  private:
+    command_result(step next, int) : outcome(std::move(next)) {}
+};
+
+} // namespace vocalink

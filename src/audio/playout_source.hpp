@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Where each packet of a speaker belongs, and what became of those that were expected.
+#pragma once
+
+#include "audio/voice_packet.hpp"
+
+#include <bitset>
+#include <cstddef>
+#include <cstdint>
+
+namespace vocalink {
+
+/** Where a packet stands in its stream. */
+struct packet_position {
+    std::int64_t sequence;    // extended: no wrap
+    std::int64_t place;       // of its first sample, in samples of the stream
+    bool duplicate = false;   // came before; the rest says nothing
+    bool restarted = false;   // first of a new source, its place is still to be chosen
+    bool newest = false;      // none with a higher number came
+    bool after_pause = false; // nothing is lost before it, but its timestamp leaves a gap
+};
+
+/** Follows the sequence numbers and timestamps of one speaker, across changes of source.
+ *
+ *  The sequence number tells what is lost, the timestamp where a packet belongs. A timestamp that
+ *  contradicts both the samples of the packets and their arrival is not believed; packets of a
+ *  sender that goes on like that are placed end to end. Belongs to one playout buffer. */
+class playout_source {
+  public:
+    /** A packet is out of order by at most so many others; one further behind begins anew. */
+    static constexpr int furthest_back = 50;
+
+    /** Finds the position of a packet and counts it. */
+    [[nodiscard]] packet_position locate(const voice_packet& packet, int samples, double now_s);
+
+    /** Says that the packet with that sequence number was put elsewhere; later ones follow it. */
+    void place(std::int64_t sequence, std::int64_t new_place);
+
+    /** Moves everything that is still to come to a later place. */
+    void shift(std::int64_t samples);
+
+    /** Forgets the source; counts stay. */
+    void forget();
+
+    /** Packets expected less those that came once, over all sources (RFC 3550 A.3). */
+    [[nodiscard]] std::uint64_t lost() const;
+
+    /** Interarrival jitter of the present source (RFC 3550 A.8). */
+    [[nodiscard]] double jitter_ms() const;
+
+  private:
+    /** The newest packet: what the places of others are counted from. */
+    struct reference {
+        std::int64_t sequence;
+        std::uint32_t timestamp;
+        std::int64_t place;
+        int samples;
+        double arrival_s;
+    };
+
+    /** Sequence numbers remembered to tell doubled packets from late ones: 10 s of them. */
+    static constexpr std::size_t remembered = 512;
+
+    [[nodiscard]] bool is_other_source(const voice_packet& packet, int steps, int samples);
+    void begin(const voice_packet& packet, int samples, double now_s);
+    [[nodiscard]] bool count_once(std::int64_t sequence);
+    void measure_jitter(const voice_packet& packet, double now_s);
+    [[nodiscard]] std::int64_t samples_after(const voice_packet& packet, int steps, double now_s);
+    [[nodiscard]] std::int64_t samples_before(const voice_packet& packet, int steps,
+                                              int samples) const;
+
+    bool known = false;
+    std::uint32_t ssrc = 0;
+    reference newest{};
+    std::int64_t first_sequence = 0;
+    std::uint64_t received = 0;
+    std::uint64_t lost_of_earlier_sources = 0;
+    std::bitset<remembered> came; // by sequence number modulo its size, back from the newest
+    int timestamp_trust = 0;
+    std::uint16_t last_old_sequence = 0; // of the last packet that was not the newest
+    int old_in_a_row = 0;                // such packets that followed each other
+    double jitter_samples = 0;
+    double jitter_arrival_s = 0;
+    std::uint32_t jitter_timestamp = 0;
+};
+
+} // namespace vocalink

@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Decoded samples of one speaker between the decoder and the tick, in one unbroken wave.
+#include "audio/playout_line.hpp"
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+
+namespace vocalink {
+
+namespace {
+
+/** Softer than this on average over the overlap, about -56 dB of full scale: a pause. */
+constexpr float quiet_level = 50;
+
+/** Fades from one wave to the other, sample i of count. */
+std::int16_t faded(std::int16_t from, std::int16_t to, int i, int count) {
+    return static_cast<std::int16_t>(from + (to - from) * (i + 1) / (count + 1));
+}
+
+float product(const std::int16_t* a, const std::int16_t* b) {
+    float sum = 0;
+    for (int i = 0; i < playout_line::splice_overlap; ++i) {
+        sum += static_cast<float>(a[i]) * static_cast<float>(b[i]);
+    }
+    return sum;
+}
+
+} // namespace
+
+int playout_line::unplayed() const {
+    return waiting;
+}
+
+std::int16_t* playout_line::next() {
+    return samples.data() + history_samples;
+}
+
+const std::int16_t* playout_line::next() const {
+    return samples.data() + history_samples;
+}
+
+void playout_line::append(std::span<const std::int16_t> added) {
+    const int count = static_cast<int>(added.size());
+    assert(waiting + count <= max_unplayed);
+    std::int16_t* const begin = next() + waiting;
+    std::copy(added.begin(), added.end(), begin);
+    waiting += count;
+    fade_loose_end_into(begin, count);
+}
+
+void playout_line::append_silence(int count) {
+    assert(waiting + count <= max_unplayed);
+    std::int16_t* const begin = next() + waiting;
+    std::fill_n(begin, count, std::int16_t{0});
+    waiting += count;
+    fade_loose_end_into(begin, count);
+}
+
+void playout_line::cut_end(int count) {
+    waiting -= count;
+    loosen(next() + waiting, count);
+}
+
+void playout_line::cut_begin(int count) {
+    loosen(next(), count);
+    waiting -= count;
+    std::copy_n(next() + count, waiting, next());
+    fade_loose_end_into(next(), waiting);
+}
+
+bool playout_line::has_loose_end() const {
+    return loose_samples > 0;
+}
+
+void playout_line::loosen(const std::int16_t* from, int count) {
+    if (loose_samples == 0) {
+        loose_samples = std::min(count, joint_samples);
+        std::copy_n(from, loose_samples, loose_end.begin());
+    }
+}
+
+void playout_line::fade_loose_end_into(std::int16_t* begin, int count) {
+    if (count > 0) {
+        for (int i = 0; i < std::min(loose_samples, count); ++i) {
+            begin[i] = faded(loose_end[i], begin[i], i, loose_samples);
+        }
+        loose_samples = 0;
+    }
+}
+
+void playout_line::take(std::span<std::int16_t, voice_frame_samples> frame) {
+    assert(waiting >= voice_frame_samples);
+    std::copy_n(next(), voice_frame_samples, frame.begin());
+    waiting -= voice_frame_samples;
+    std::copy_n(samples.begin() + voice_frame_samples, history_samples + waiting, samples.begin());
+}
+
+splice_match playout_line::match_after() const {
+    return match(1);
+}
+
+splice_match playout_line::match_before() const {
+    return match(-1);
+}
+
+splice_match playout_line::match(int direction) const {
+    const std::int16_t* const here = next();
+    const float energy = product(here, here);
+    splice_match best;
+    best.quiet = energy < quiet_level * quiet_level * splice_overlap;
+    for (int lag = min_splice; lag <= max_splice; ++lag) {
+        const std::int16_t* const there = here + direction * lag;
+        const float both = std::sqrt(energy * product(there, there)) + 1;
+        const float likeness = product(here, there) / both;
+        if (likeness > best.likeness) {
+            best.lag = lag;
+            best.likeness = likeness;
+        }
+    }
+    return best;
+}
+
+void playout_line::leave_out(int lag) {
+    splice(lag);
+}
+
+void playout_line::repeat(int lag) {
+    splice(-lag);
+}
+
+void playout_line::splice(int distance) {
+    std::array<std::int16_t, splice_overlap> overlap;
+    for (int i = 0; i < splice_overlap; ++i) {
+        overlap[i] = faded(next()[i], next()[i + distance], i, splice_overlap);
+    }
+    const std::int16_t* const rest = next() + splice_overlap + distance;
+    const std::int16_t* const end = next() + waiting;
+    if (distance > 0) {
+        std::copy(rest, end, next() + splice_overlap);
+    } else {
+        std::copy_backward(rest, end, next() + waiting - distance);
+    }
+    std::copy(overlap.begin(), overlap.end(), next());
+    waiting -= distance;
+}
+
+} // namespace vocalink

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Decoded samples of one speaker between the decoder and the tick, in one unbroken wave.
+#pragma once
+
+#include "audio/voice_packet.hpp"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace vocalink {
+
+/** How well a wave fits onto itself, and where. */
+struct splice_match {
+    int lag = 0;         // samples between the two places
+    float likeness = -1; // 1: the same shape; 0: unrelated
+    bool quiet = false;  // too soft to hear what is done to it
+};
+
+/** Samples that are decoded and not yet played. Whatever is cut or put in, the wave goes on without
+ *  a jump: where two pieces meet that do not belong together, one fades into the other. Keeps a
+ *  few played samples to compare with. Belongs to one playout buffer. */
+class playout_line {
+  public:
+    /** Samples over which one piece fades into another that does not fit it: 5 ms. */
+    static constexpr int joint_samples = 40;
+
+    /** Samples that a splice overlaps, and the most that it takes out or puts in: 10 ms. */
+    static constexpr int splice_overlap = 80;
+    static constexpr int max_splice = 80;
+    static constexpr int min_splice = 40;
+
+    [[nodiscard]] int unplayed() const;
+
+    /** Adds samples at the end. There is room for a whole packet while less than 400 wait. */
+    void append(std::span<const std::int16_t> samples);
+    void append_silence(int samples);
+
+    /** Takes samples off the end; what is appended next fades in over the first of them. */
+    void cut_end(int samples);
+
+    /** Takes samples off the beginning; what follows fades in over the first of them. */
+    void cut_begin(int samples);
+
+    /** Whether a cut waits for something to fade in. */
+    [[nodiscard]] bool has_loose_end() const;
+
+    /** Gives the next 20 ms, which wait. */
+    void take(std::span<std::int16_t, voice_frame_samples> frame);
+
+    /** Where the samples that come next resemble those shortly after (to leave some out), or those
+     *  shortly before (to repeat some). Needs splice_overlap samples, and to leave some out
+     *  max_splice more. */
+    [[nodiscard]] splice_match match_after() const;
+    [[nodiscard]] splice_match match_before() const;
+
+    /** Goes on lag samples later, or lag samples earlier, at a place that was found so. */
+    void leave_out(int lag);
+    void repeat(int lag);
+
+  private:
+    static constexpr int history_samples = max_splice;
+    static constexpr int max_unplayed = 400 + max_voice_packet_samples;
+
+    [[nodiscard]] std::int16_t* next();
+    [[nodiscard]] const std::int16_t* next() const;
+    [[nodiscard]] splice_match match(int direction) const;
+    void splice(int distance);
+    void loosen(const std::int16_t* from, int samples);
+    void fade_loose_end_into(std::int16_t* samples, int count);
+
+    std::array<std::int16_t, history_samples + max_unplayed> samples{}; // played ones first
+    int waiting = 0;
+    std::array<std::int16_t, joint_samples> loose_end{}; // what would have come, fading out
+    int loose_samples = 0;
+};
+
+} // namespace vocalink

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// How early packets come before the tick that plays them, and how early they should.
+#pragma once
+
+#include <cstdint>
+
+namespace vocalink {
+
+/** Watches the slack of a speaker's packets: the time from arrival to the tick that plays their
+ *  first sample. The packet that came closest to being late within the last seconds says whether
+ *  the delay is too short or longer than the line needs; by how much the others vary, how the
+ *  sender's clock runs and how long packets are need not be known apart.
+ *
+ *  Here a lead is the number of samples that are to be played before a packet's first. Belongs to
+ *  one playout buffer. */
+class playout_delay {
+  public:
+    /** What should become of the delay. */
+    enum class wish { keep, shorten, lengthen };
+
+    /** Notes a tick.
+     *  @return the samples whose ticks will never come, because the process or its schedule stood */
+    [[nodiscard]] int tick(double now_s);
+
+    /** Notes the arrival of a packet with that lead. */
+    void arrived(std::int64_t lead, double now_s);
+
+    /** Notes that everything waiting is played that many samples later, or earlier if negative. */
+    void moved(int samples);
+
+    /** The lead of a first packet, so that a line like this one is heard without a gap.
+     *  @param jitter_ms  what is known of the line */
+    [[nodiscard]] int first_lead(double now_s, double jitter_ms) const;
+
+    /** Whether a packet after a pause can keep the delay of before. */
+    [[nodiscard]] bool is_usual(std::int64_t lead, double now_s, double jitter_ms) const;
+
+    [[nodiscard]] wish wanted() const;
+
+    /** Slack beyond what is needed, in ms; more than can be told until packets came for a while. */
+    [[nodiscard]] double excess_ms() const;
+
+    /** Forgets the packets so far: another source, or another delay. */
+    void forget();
+
+  private:
+    /** The packet of a span of time that came closest to being late. */
+    struct tightest {
+        bool known = false;
+        double to_tick_ms = 0; // from its arrival to the next tick
+        std::int64_t lead = 0;
+
+        [[nodiscard]] double slack_ms() const;
+    };
+
+    [[nodiscard]] double ms_to_tick(double now_s) const;
+
+    bool ticking = false;
+    double due_s = 0;           // when the next tick is due
+    double last_tick_s = 0;     // when the last one came
+    bool last_was_late = false; // by more than a frame
+    double span_end_s = 0;
+    tightest this_span;
+    tightest span_before;
+};
+
+} // namespace vocalink

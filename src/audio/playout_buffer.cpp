@@ -1,10 +1,18 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What one conference member says, from packets as they come to 20 ms of samples every tick.
+// Playout buffer: packets come in, each to its place.
 #include "audio/playout_buffer.hpp"
 
 #include <algorithm>
 
 namespace vocalink {
+
+namespace {
+
+/** After so much without a packet the speaker paused, or is away; what comes then is a beginning
+ *  and may choose its delay. By then concealment has faded to silence. */
+constexpr int pause_samples = 100 * samples_per_ms;
+
+} // namespace
 
 playout_buffer::playout_buffer(int ilbc_type, int ilbc_bytes) : decoder(ilbc_type, ilbc_bytes) {}
 
@@ -12,36 +20,139 @@ bool playout_buffer::accepts(int payload_type) const {
     return decoder.accepts(payload_type);
 }
 
-void playout_buffer::put(const voice_packet& packet, [[maybe_unused]] double now_s) {
-    const std::span<std::int16_t, max_voice_packet_samples> place(waiting.data() + waiting_samples,
-                                                                  max_voice_packet_samples);
-    waiting_samples +=
-        static_cast<std::size_t>(decoder.decode(packet.payload_type, packet.payload, place));
-    if (waiting_samples > max_waiting_samples) {
-        const std::size_t old = waiting_samples - max_waiting_samples;
-        std::copy(waiting.begin() + old, waiting.begin() + waiting_samples, waiting.begin());
-        waiting_samples = max_waiting_samples;
+void playout_buffer::put(const voice_packet& packet, double now_s) {
+    const int samples = decoder.samples_in(packet.payload_type, packet.payload.size());
+    if (samples == 0) {
+        return;
     }
+    const packet_position position = source.locate(packet, samples, now_s);
+    if (position.duplicate) {
+        ++duplicate_packets;
+        return;
+    }
+    if (is_late(position, samples)) {
+        ++late_packets;
+        delay.arrived(position.place - play_position(), now_s);
+        return;
+    }
+    if (position.restarted) {
+        begin_source();
+    }
+    const std::int64_t place = choose_place(position, samples, now_s);
+    source.place(position.sequence, place);
+    delay.arrived(place - play_position(), now_s);
+    take_back_to(place);
+    make_room(place + samples, packet.payload.size());
+    queue.insert({.sequence = position.sequence,
+                  .place = place,
+                  .samples = samples,
+                  .payload_type = packet.payload_type,
+                  .after_pause = position.after_pause},
+                 packet.payload);
 }
 
-bool playout_buffer::play(std::span<std::int16_t, voice_frame_samples> frame,
-                          [[maybe_unused]] double now_s) {
-    if (waiting_samples < frame.size()) {
-        std::fill(frame.begin(), frame.end(), std::int16_t{0});
+std::int64_t playout_buffer::play_position() const {
+    return line_end - line.unplayed();
+}
+
+std::int64_t playout_buffer::last_packet_end() const {
+    return line_end - made_up_samples;
+}
+
+std::int64_t playout_buffer::waiting_end() const {
+    return queue.empty() ? line_end : queue.back().place + queue.back().samples;
+}
+
+bool playout_buffer::in_pause() const {
+    return queue.empty() && made_up_samples >= pause_samples;
+}
+
+bool playout_buffer::is_late(const packet_position& position, int samples) const {
+    if (position.restarted) {
         return false;
     }
-    std::copy_n(waiting.begin(), frame.size(), frame.begin());
-    std::copy(waiting.begin() + frame.size(), waiting.begin() + waiting_samples, waiting.begin());
-    waiting_samples -= frame.size();
-    return true;
+    return position.sequence <= decoded_sequence ||
+           (!position.newest && position.place + samples / 2 < last_packet_end());
+}
+
+void playout_buffer::begin_source() {
+    queue.clear();
+    decoder.restart();
+    delay.forget();
+    // Enough of the old voice stays for its end to be soft.
+    const int stale = std::max(line.unplayed() - playout_line::joint_samples, 0);
+    line.cut_end(stale);
+    line_end -= stale;
+    made_up_samples = std::max(made_up_samples - stale, 0);
+    undecided_samples = 0;
+    decoded_sequence = before_any_sequence;
+}
+
+std::int64_t playout_buffer::choose_place(const packet_position& position, int samples,
+                                          double now_s) {
+    const std::int64_t now = play_position();
+    const double jitter_ms = source.jitter_ms();
+    if (position.restarted || in_pause()) {
+        std::int64_t place = position.place;
+        if (position.restarted || !delay.is_usual(place - now, now_s, jitter_ms)) {
+            delay.forget();
+            place = now + delay.first_lead(now_s, jitter_ms);
+        }
+        return std::max(std::min(place, now + most_waiting - samples), line_end);
+    }
+    const std::int64_t earliest = queue.end_before(position.sequence, last_packet_end());
+    return std::max(std::min(position.place, now + most_waiting - samples), earliest);
+}
+
+void playout_buffer::take_back_to(std::int64_t place) {
+    if (place >= line_end) {
+        return;
+    }
+    const auto made_up = static_cast<int>(line_end - place);
+    const int unplayed = std::min(made_up, line.unplayed());
+    line.cut_end(unplayed);
+    line_end = place;
+    made_up_samples -= made_up;
+    undecided_samples = std::max(undecided_samples - unplayed, 0);
+    delay.moved(made_up - unplayed);
+}
+
+void playout_buffer::make_room(std::int64_t end, std::size_t bytes) {
+    const std::int64_t excess = end - play_position() - most_waiting;
+    if (excess > 0) {
+        drop_oldest(excess);
+        dropped_samples += excess;
+    }
+    while (!queue.fits(bytes)) {
+        drop_oldest(queue.front().place + queue.front().samples - play_position());
+    }
 }
 
 void playout_buffer::clear() {
-    waiting_samples = 0;
+    queue.clear();
+    source.forget();
+    decoder.restart();
+    delay = {};
+    line = {};
+    concealment = {};
+    line_end = 0;
+    decoded_sequence = before_any_sequence;
+    dropped_samples = 0;
+    made_up_samples = 0;
+    undecided_samples = 0;
 }
 
-const playout_counters& playout_buffer::counters() const {
-    return counted;
+playout_counters playout_buffer::counters() const {
+    playout_counters counters;
+    counters.lost = source.lost();
+    counters.late = late_packets;
+    counters.duplicate = duplicate_packets;
+    counters.concealed_ms = concealed_samples / samples_per_ms;
+    counters.jitter_ms = source.jitter_ms();
+    if (!in_pause()) {
+        counters.delay_ms = static_cast<int>(waiting_end() - play_position()) / samples_per_ms;
+    }
+    return counters;
 }
 
 } // namespace vocalink

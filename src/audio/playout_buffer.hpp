@@ -2,11 +2,15 @@
 // What one conference member says, from packets as they come to 20 ms of samples every tick.
 #pragma once
 
+#include "audio/concealer.hpp"
+#include "audio/playout_delay.hpp"
+#include "audio/playout_line.hpp"
+#include "audio/playout_queue.hpp"
+#include "audio/playout_source.hpp"
 #include "audio/voice_decoder.hpp"
 #include "audio/voice_packet.hpp"
+#include "rtp/rtp_payload.hpp"
 
-#include <array>
-#include <cstddef>
 #include <cstdint>
 #include <span>
 
@@ -23,6 +27,13 @@ struct playout_counters {
 };
 
 /** Puts the packets of one speaker in order, and gives 20 ms of samples each tick.
+ *
+ *  Packets wait encoded, in order; those whose turn comes are decoded onto a line of samples, on
+ *  which gaps are filled and the delay is corrected. Every sample has a place, counted from the
+ *  first one on; a tick plays the 160 samples after those of the tick before, whether they came or
+ *  had to be made up. So the delay changes only where this class decides it: a first packet chooses
+ *  it; a packet that comes just after its place was made up is played all the same, and all that
+ *  follows is later by that; splices correct the rest.
  *
  *  Time is passed in, in seconds of one monotonic clock: to put() the time of arrival, to play()
  *  the time of the tick. Several ticks in one moment catch up a late one. Belongs to one member;
@@ -46,15 +57,47 @@ class playout_buffer {
     /** Forgets all audio and the source, as for a member that left; the counters stay. */
     void clear();
 
-    [[nodiscard]] const playout_counters& counters() const;
+    [[nodiscard]] playout_counters counters() const;
 
   private:
-    static constexpr std::size_t max_waiting_samples = 1600; // 200 ms
+    static constexpr int most_waiting = 200 * samples_per_ms; // older audio is dropped
+    static constexpr std::int64_t before_any_sequence = -playout_source::furthest_back - 1;
+
+    [[nodiscard]] std::int64_t play_position() const;
+    [[nodiscard]] std::int64_t last_packet_end() const;
+    [[nodiscard]] std::int64_t waiting_end() const;
+    [[nodiscard]] bool in_pause() const;
+    [[nodiscard]] bool is_late(const packet_position& position, int samples) const;
+    [[nodiscard]] std::int64_t choose_place(const packet_position& position, int samples,
+                                            double now_s);
+    void begin_source();
+    void take_back_to(std::int64_t place);
+    void make_room(std::int64_t end, std::size_t bytes);
+
+    void drop_oldest(std::int64_t samples);
+    void decode_front();
+    void decode_ready(int samples);
+    void fill(int samples);
+    void make_up(int samples);
+    void correct_delay();
+    void shorten();
+    void lengthen();
 
     voice_decoder decoder;
-    playout_counters counted;
-    std::array<std::int16_t, max_waiting_samples + max_voice_packet_samples> waiting{};
-    std::size_t waiting_samples = 0;
+    playout_queue queue;
+    playout_source source;
+    playout_delay delay;
+    playout_line line;
+    concealer concealment;
+    std::int64_t line_end = 0;                           // place after the last sample of the line
+    std::int64_t decoded_sequence = before_any_sequence; // of the last packet whose turn came
+    std::int64_t dropped_samples = 0;                    // for want of room, since the last tick
+    std::uint64_t concealed_samples = 0;                 // in place of what was missing
+    int made_up_samples = 0;   // at the end of the line, since the last packet
+    int undecided_samples = 0; // of them, those that stand for a loss or for a pause
+    int ticks_since_splice = 0;
+    std::uint64_t late_packets = 0;
+    std::uint64_t duplicate_packets = 0;
 };
 
 } // namespace vocalink

@@ -1,0 +1,357 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A speaker's way through the playout buffer, on simulated lines and simulated time.
+#include "audio/g711.hpp"
+#include "audio/playout_buffer.hpp"
+#include "audio/voice_encoder.hpp"
+#include "line/line_trial.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <memory>
+#include <numbers>
+#include <random>
+#include <span>
+#include <vector>
+
+namespace vocalink {
+namespace {
+
+using line::delay_meter;
+using line::line_settings;
+using line::line_trial;
+
+/** A voiced sound: 130 Hz with harmonics, its loudness going up and down as syllables do. */
+std::int16_t voice_at(std::int64_t n) {
+    const double t = static_cast<double>(n) / 8000;
+    double wave = 0;
+    for (int harmonic = 1; harmonic <= 12; ++harmonic) {
+        const double at_formant = std::exp(-std::pow((harmonic * 130 - 650) / 400.0, 2));
+        wave += (0.2 + at_formant) * std::sin(2 * std::numbers::pi * 130 * harmonic * t);
+    }
+    const double loudness = 0.6 + 0.4 * std::sin(2 * std::numbers::pi * 3 * t);
+    return static_cast<std::int16_t>(2500 * loudness * wave);
+}
+
+void speak(int number, std::span<std::uint8_t> payload) {
+    for (std::size_t i = 0; i < payload.size(); ++i) {
+        const std::int64_t n = static_cast<std::int64_t>(payload.size()) * number;
+        const short sample = voice_at(n + static_cast<std::int64_t>(i));
+        char byte = 0;
+        linear2ulaw(&sample, &byte, 1);
+        payload[i] = static_cast<std::uint8_t>(byte);
+    }
+}
+
+double rms(std::span<const std::int16_t> samples) {
+    double energy = 0;
+    for (const std::int16_t sample : samples) {
+        energy += static_cast<double>(sample) * sample;
+    }
+    return std::sqrt(energy / static_cast<double>(samples.size()));
+}
+
+/** The sharpest bend of a wave: what a click would raise. */
+int sharpest_bend(std::span<const std::int16_t> samples) {
+    int sharpest = 0;
+    for (std::size_t i = 2; i < samples.size(); ++i) {
+        sharpest = std::max(sharpest, std::abs(samples[i] - 2 * samples[i - 1] + samples[i - 2]));
+    }
+    return sharpest;
+}
+
+/** Speaks to a buffer packet by packet, and listens tick by tick. */
+class conversation {
+  public:
+    void say(std::span<const std::uint8_t> payload, std::uint32_t timestamp_step = 160) {
+        buffer->put({type, sequence++, timestamp, ssrc, false, payload}, now_s);
+        timestamp += timestamp_step;
+    }
+
+    /** A packet of 20 ms of one loud level. */
+    void say(std::uint32_t timestamp_step = 160) {
+        std::array<std::uint8_t, 160> payload;
+        payload.fill(0x90);
+        say(payload, timestamp_step);
+    }
+
+    bool tick() {
+        const bool said = buffer->play(frame, now_s + 0.010);
+        now_s += 0.020;
+        return said;
+    }
+
+    /** Says and plays n packets; returns the number of ticks in which something was said. */
+    int talk(int packets, std::uint32_t timestamp_step = 160) {
+        int said = 0;
+        for (int i = 0; i < packets; ++i) {
+            say(timestamp_step);
+            said += tick() ? 1 : 0;
+        }
+        return said;
+    }
+
+    int wait(int ticks) {
+        int said = 0;
+        for (int i = 0; i < ticks; ++i) {
+            said += tick() ? 1 : 0;
+        }
+        return said;
+    }
+
+    std::unique_ptr<playout_buffer> buffer = std::make_unique<playout_buffer>(97, 38);
+    int type = PCMU;
+    std::uint16_t sequence = 65530;
+    std::uint32_t timestamp = 0xFFFFFF00;
+    std::uint32_t ssrc = 7;
+    double now_s = 100;
+    std::array<std::int16_t, voice_frame_samples> frame{};
+};
+
+TEST(playout_buffer, clean_line_is_heard_early_and_whole) {
+    for (const double packet_ms : {5.0, 10.0, 20.0, 30.0, 60.0, 120.0}) {
+        for (const double first_packet_s : {0.0001, 0.005, 0.0113, 0.0199}) {
+            SCOPED_TRACE(packet_ms * 1000 + first_packet_s);
+            line_settings settings{.packet_ms = packet_ms, .first_packet_s = first_packet_s};
+            delay_meter meter(settings);
+            meter.trial.run_until(30);
+            const std::size_t sent = meter.trial.arrivals.size();
+            EXPECT_GE(meter.delays(0, 30).size(), sent - 10);
+            EXPECT_LE(meter.median(0, 30), 40);
+            EXPECT_LE(meter.worst(0, 30), 60);
+            EXPECT_EQ(meter.trial.buffer.counters().concealed_ms, 0U);
+            EXPECT_EQ(meter.trial.buffer.counters().lost, 0U);
+        }
+    }
+}
+
+TEST(playout_buffer, jitter_is_covered_and_forgotten) {
+    for (std::uint32_t seed = 1; seed <= 5; ++seed) {
+        delay_meter meter(
+            {.jitter_ms = 40, .jitter_from_s = 10, .jitter_until_s = 70, .seed = seed});
+        meter.trial.run_until(90);
+        const double before = meter.median(2, 10);
+        EXPECT_LE(meter.median(12, 70), 75);
+        EXPECT_LE(meter.worst(12, 70), 110);
+        EXPECT_LE(meter.trial.buffer.counters().concealed_ms, 600U); // 1 % of a minute
+        EXPECT_EQ(meter.trial.buffer.counters().lost, 0U);
+        EXPECT_NEAR(meter.median(80, 90), before, 20);
+    }
+}
+
+TEST(playout_buffer, drift_is_followed_without_a_click) {
+    std::vector<std::int16_t> sent;
+    for (int n = 0; n < 80000; ++n) {
+        sent.push_back(voice_at(n));
+    }
+    for (const double drift : {0.005, -0.005}) {
+        SCOPED_TRACE(drift);
+        delay_meter meter({.drift = drift});
+        meter.trial.run_until(600);
+        EXPECT_NEAR(meter.median(590, 600), meter.median(0, 3), 30);
+        EXPECT_LE(meter.worst(0, 600), 60);
+        EXPECT_EQ(meter.trial.buffer.counters().concealed_ms, 0U);
+
+        line_trial voice({.drift = drift}, speak);
+        voice.run_until(60);
+        const auto heard = std::span(voice.samples).subspan(8000);
+        EXPECT_LE(sharpest_bend(heard), 1.3 * sharpest_bend(sent));
+        EXPECT_NEAR(20 * std::log10(rms(heard) / rms(sent)), 0, 0.5);
+    }
+}
+
+TEST(playout_buffer, loss_is_concealed_at_the_same_loudness_without_a_click) {
+    std::vector<std::int16_t> sent;
+    for (int n = 0; n < 80000; ++n) {
+        sent.push_back(voice_at(n));
+    }
+    line_trial voice({.loss = 0.05}, speak);
+    voice.run_until(60);
+    const auto heard = std::span(voice.samples).subspan(8000);
+    EXPECT_NEAR(20 * std::log10(rms(heard) / rms(sent)), 0, 1);
+    EXPECT_LE(sharpest_bend(heard), 2 * sharpest_bend(sent));
+    const playout_counters counters = voice.buffer.counters();
+    EXPECT_GT(counters.lost, 100U);
+    EXPECT_NEAR(static_cast<double>(counters.concealed_ms), 20 * static_cast<double>(counters.lost),
+                100);
+    EXPECT_EQ(std::count(voice.said.begin() + 5, voice.said.end(), false), 0);
+}
+
+TEST(playout_buffer, concealment_fades_and_ends_after_100_ms) {
+    struct codec {
+        rtp_payload payload;
+        int frame_bytes;
+        int type;
+    };
+    for (const codec& c : {codec{PCMU, 160, 0}, codec{PCMA, 160, 8}, codec{G722, 160, 9},
+                           codec{G729, 20, 18}, codec{ILBC, 38, 97}}) {
+        SCOPED_TRACE(c.payload);
+        conversation talk;
+        talk.type = c.type;
+        voice_encoder encoder(c.payload, c.frame_bytes);
+        double loudness = 0;
+        for (int i = 0; i < 50; ++i) {
+            std::array<std::int16_t, voice_frame_samples> voice;
+            for (int n = 0; n < voice_frame_samples; ++n) {
+                voice[n] = voice_at(i * voice_frame_samples + n);
+            }
+            talk.say(encoder.encode(voice));
+            talk.tick();
+            loudness = std::max(loudness, rms(talk.frame));
+        }
+        std::array<double, 8> after{};
+        for (double& level : after) {
+            talk.tick();
+            level = rms(talk.frame) / loudness;
+        }
+        // What waited is at most two frames, then come 100 ms.
+        EXPECT_GT(after[0], 0.1);
+        EXPECT_EQ(after[7], 0);
+        EXPECT_FALSE(talk.tick());
+        EXPECT_EQ(talk.buffer->counters().delay_ms, 0);
+    }
+}
+
+TEST(playout_buffer, every_new_beginning_is_heard_at_once_and_nothing_stale) {
+    const auto heard_again = [](conversation& talk, const char* what) {
+        SCOPED_TRACE(what);
+        EXPECT_GE(talk.talk(50), 48);
+        EXPECT_LE(talk.buffer->counters().delay_ms, 60);
+        EXPECT_LE(talk.wait(20), 10); // at most what waited, and concealment
+    };
+    conversation talk;
+    heard_again(talk, "first");
+    heard_again(talk, "after silence without timestamps");
+    talk.timestamp += 400 * 160;
+    talk.wait(400);
+    heard_again(talk, "after silence with timestamps");
+    for (const std::uint32_t jump : {0x80000000U, 200'000U, 0U - 200'000U, 8000U}) {
+        talk.talk(20);
+        talk.timestamp += jump;
+        heard_again(talk, "timestamp jump");
+    }
+    for (const int jump : {-10, -40, -60, 30000, 5000, -5000}) {
+        talk.talk(60);
+        talk.sequence = static_cast<std::uint16_t>(talk.sequence + jump);
+        talk.timestamp += 1'000'000;
+        heard_again(talk, "sequence restart");
+    }
+    talk.talk(20);
+    ++talk.ssrc;
+    talk.timestamp = 5;
+    talk.sequence = 9;
+    heard_again(talk, "new source");
+    EXPECT_EQ(talk.buffer->counters().late, 0U);
+    talk.buffer->clear();
+    heard_again(talk, "after clear");
+}
+
+TEST(playout_buffer, sender_with_wrong_timestamps_is_heard) {
+    for (const std::uint32_t step : {0U, 1U, 20U, 80U, 320U, 480U, 100'000U, 0U - 160U}) {
+        SCOPED_TRACE(step);
+        conversation talk;
+        EXPECT_GE(talk.talk(500, step), 497);
+        EXPECT_LE(talk.buffer->counters().delay_ms, 60);
+        EXPECT_LE(talk.buffer->counters().concealed_ms, 40U);
+    }
+}
+
+TEST(playout_buffer, process_that_stood_is_back_within_two_seconds) {
+    for (const double stood_s : {0.15, 0.3, 0.5, 1.0}) {
+        for (const int caught_up : {0, 4}) {
+            SCOPED_TRACE(stood_s * 10 + caught_up);
+            delay_meter meter({});
+            meter.trial.run_until(10);
+            const double before = meter.median(2, 10);
+            meter.trial.stand(stood_s, caught_up);
+            meter.trial.run_until(20 + stood_s);
+            const double stood_until = 10 + stood_s;
+            EXPECT_NEAR(meter.median(stood_until + 2, stood_until + 10), before, 20);
+            EXPECT_LE(meter.worst(stood_until + 2, stood_until + 10), 60);
+        }
+    }
+}
+
+TEST(playout_buffer, burst_leaves_the_newest_200_ms_at_most) {
+    conversation talk;
+    talk.talk(50);
+    for (int i = 0; i < 300; ++i) {
+        talk.say();
+        EXPECT_LE(talk.buffer->counters().delay_ms, 200);
+    }
+    talk.talk(500);
+    EXPECT_LE(talk.buffer->counters().delay_ms, 60);
+    EXPECT_EQ(talk.buffer->counters().lost, 0U);
+}
+
+TEST(playout_buffer, counts_what_was_lost_late_and_doubled) {
+    conversation talk;
+    talk.talk(20);
+    ++talk.sequence; // lost
+    talk.timestamp += 160;
+    talk.talk(20);
+    --talk.sequence; // doubled
+    talk.timestamp -= 160;
+    talk.talk(10);
+    talk.sequence = static_cast<std::uint16_t>(talk.sequence - 30); // the lost one, late
+    talk.timestamp -= 30 * 160;
+    talk.say();
+    playout_counters counters = talk.buffer->counters();
+    EXPECT_EQ(counters.lost, 0U);
+    EXPECT_EQ(counters.late, 1U);
+    EXPECT_EQ(counters.duplicate, 1U);
+    EXPECT_EQ(counters.concealed_ms, 20U);
+
+    conversation others;
+    others.talk(10);
+    others.sequence = static_cast<std::uint16_t>(others.sequence + 3);
+    others.timestamp += 3 * 160;
+    others.talk(10);
+    ++others.ssrc;
+    others.sequence = 100;
+    others.talk(10);
+    ++others.sequence;
+    others.talk(10);
+    EXPECT_EQ(others.buffer->counters().lost, 4U);
+}
+
+TEST(playout_buffer, survives_anything_at_every_codec) {
+    std::mt19937 random(1);
+    const auto any = [&random](int limit) {
+        return static_cast<int>(random() % static_cast<unsigned>(limit));
+    };
+    for (const int ilbc_bytes : {38, 50}) {
+        playout_buffer buffer(97, ilbc_bytes);
+        std::array<std::int16_t, voice_frame_samples> frame;
+        double now_s = 0;
+        std::uint16_t sequence = 0;
+        std::uint32_t timestamp = 0;
+        for (int i = 0; i < 10000; ++i) {
+            constexpr std::array<int, 7> types = {0, 8, 9, 18, 97, 97, 13};
+            const int type = types[static_cast<std::size_t>(any(7))];
+            const int frame_bytes = type == 97 ? ilbc_bytes : type == 18 ? 10 : 1;
+            const int length = any(4) == 0 ? any(1500) : frame_bytes * any(type < 10 ? 961 : 13);
+            std::vector<std::uint8_t> payload(static_cast<std::size_t>(length));
+            for (std::uint8_t& byte : payload) {
+                byte = static_cast<std::uint8_t>(random());
+            }
+            sequence = static_cast<std::uint16_t>(any(50) == 0 ? random() : sequence + any(4) - 1);
+            timestamp = any(50) == 0 ? static_cast<std::uint32_t>(random())
+                                     : timestamp + static_cast<std::uint32_t>(any(400));
+            const auto ssrc = static_cast<std::uint32_t>(any(200) == 0 ? any(5) : 1);
+            now_s += any(1000) == 0 ? any(3) : any(20) / 1000.0;
+            buffer.put({type, sequence, timestamp, ssrc, any(2) == 0, payload}, now_s);
+            for (int tick = any(3); tick > 0; --tick) {
+                static_cast<void>(buffer.play(frame, now_s));
+            }
+            ASSERT_LE(buffer.counters().delay_ms, 380); // 200 ms, or one packet and a gap
+        }
+    }
+    EXPECT_LE(sizeof(playout_buffer), 16U * 1024);
+}
+
+} // namespace
+} // namespace vocalink

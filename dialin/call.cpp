@@ -1,0 +1,284 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// One SIP call, from its INVITE to its end, and the caller's place in a room.
+#include "call.hpp"
+
+#include "exchange.hpp"
+#include "util/log_line.hpp"
+
+#include <utility>
+
+#include <sofia-sip/sip_status.h>
+#include <sofia-sip/sip_tag.h>
+#include <sofia-sip/soa_tag.h>
+
+namespace vocalink::dialin {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto longest_wait = 3750ms; // for the daemon, so that the caller hears within 4 s
+constexpr auto poll_period = 5s;
+constexpr const char* retry_after_s = "10";
+
+} // namespace
+
+call::call(exchange& desk, nua_handle_t* dialog, std::uint64_t id, invitation invite)
+    : owner(desk), handle(dialog), number(id), wanted(std::move(invite)) {
+    log("call from " + wanted.caller + " to room " + wanted.room);
+}
+
+call::~call() {
+    release();
+}
+
+void call::log(std::string_view what, std::string_view detail) const {
+    util::log_line("call", std::to_string(number)) << what << detail;
+}
+
+bool call::is_held() const {
+    return leg == nullptr || leg->choice().flow == direction::held;
+}
+
+media_leg* call::active_leg() {
+    return is_held() ? nullptr : leg.get();
+}
+
+bool call::has_leg(std::string_view id) const {
+    return leg && leg->id() == id;
+}
+
+void call::requested(nua_t* stack, std::string_view sdp, bool is_update) {
+    if (request) {
+        nua_respond(handle, SIP_491_REQUEST_PENDING, NUTAG_WITH_THIS(stack), TAG_END());
+        return;
+    }
+    const std::string description(sdp);
+    request = std::make_unique<kept_request>(stack);
+    request_is_update = is_update;
+    waiting = clock::now();
+    if (description.empty()) {
+        offered = !is_update;
+        leg || is_update ? answer() : make_leg(our_offer());
+        return;
+    }
+    const auto choice = choose_media(description, owner.configuration().addresses, wanted.source);
+    if (const auto* reason = std::get_if<std::string_view>(&choice)) {
+        refuse(SIP_488_NOT_ACCEPTABLE, *reason);
+        return;
+    }
+    take_offer(std::get<media_choice>(choice));
+}
+
+void call::take_offer(const media_choice& choice) {
+    if (leg && leg->choice().audio == choice.audio) {
+        leg->follow(choice);
+        answer();
+    } else {
+        make_leg(choice);
+    }
+}
+
+void call::make_leg(const media_choice& choice) {
+    const std::string& towards = choice.remote_ip == "0.0.0.0" ? wanted.source : choice.remote_ip;
+    next_leg = std::make_unique<media_leg>(
+        owner.daemon(), "call:" + std::to_string(number) + ':' + std::to_string(++legs), choice,
+        leg ? leg->local_ip() : owner.address_towards(towards),
+        [this](bool success) { leg_ready(success); });
+}
+
+void call::leg_ready(bool success) {
+    if (success) {
+        answer();
+    } else {
+        refuse(SIP_503_SERVICE_UNAVAILABLE, "the daemon refuses a leg");
+    }
+}
+
+void call::answer() {
+    const media_leg* described = next_leg ? next_leg.get() : leg.get();
+    const std::string sdp =
+        described ? describe(described->choice(), described->local_ip(), described->local_port())
+                  : "";
+    nua_respond(handle, SIP_200_OK, NUTAG_WITH_SAVED(request->get()),
+                TAG_IF(described, SOATAG_USER_SDP_STR(sdp.c_str())), TAG_END());
+    request.reset();
+    if (!std::exchange(answered, true)) {
+        owner.count().add(event_kind::answered);
+        log("answered with ", described->choice().audio->word);
+    }
+    if (request_is_update) {
+        settle();
+    }
+}
+
+void call::refuse(int status, const char* phrase, std::string_view reason) {
+    log("refused with " + std::to_string(status) + ": ", reason);
+    owner.count().add(status == 488 ? event_kind::no_codec : event_kind::no_daemon);
+    nua_respond(handle, status, phrase, NUTAG_WITH_SAVED(request->get()),
+                TAG_IF(status == 503, SIPTAG_RETRY_AFTER_STR(retry_after_s)), TAG_END());
+    request.reset();
+    next_leg.reset();
+    offered = false;
+    over = over || !answered;
+}
+
+void call::acknowledged(std::string_view sdp) {
+    if (std::exchange(offered, false) || !sdp.empty()) {
+        const auto choice = choose_media(sdp, owner.configuration().addresses, wanted.source);
+        const auto* accepted = std::get_if<media_choice>(&choice);
+        media_leg* answered_leg = next_leg ? next_leg.get() : leg.get();
+        if (accepted == nullptr || answered_leg == nullptr ||
+            accepted->audio != answered_leg->choice().audio) {
+            hang_up("its answer to our offer is of no use");
+            return;
+        }
+        answered_leg->follow(*accepted);
+    }
+    settle();
+}
+
+// What was answered is now in force.
+void call::settle() {
+    if (over) {
+        return;
+    }
+    if (next_leg) {
+        leg = std::move(next_leg);
+        if (muted) {
+            leg->mute(true);
+        }
+    }
+    if (place == nullptr && !waiting_room) {
+        if (wanted.pin.empty()) {
+            enter();
+        } else {
+            waiting_room = std::make_unique<lobby>(owner.daemon(), owner.player(),
+                                                   "lobby:" + std::to_string(number), wanted.pin);
+        }
+    }
+    update_membership();
+}
+
+void call::update_membership() {
+    if (leg && is_held()) {
+        leg->leave();
+    } else if (leg) {
+        leg->join(waiting_room ? waiting_room->bridge() : place->bridge());
+    }
+}
+
+void call::enter() {
+    place = &owner.open_room(wanted.room);
+    place->enter(*this);
+    log("entered room ", wanted.room);
+}
+
+void call::key(unsigned event) {
+    if (!waiting_room) {
+        room_key(event);
+        return;
+    }
+    switch (waiting_room->key(event)) {
+    case lobby::verdict::undecided:
+        break;
+    case lobby::verdict::admitted:
+        enter(); // joins the room, and so leaves the lobby, before the lobby ends
+        waiting_room.reset();
+        break;
+    case lobby::verdict::refused:
+        hang_up("wrong PIN");
+        break;
+    }
+}
+
+void call::room_key(unsigned event) {
+    constexpr unsigned star_event = 10;
+    constexpr auto patience = 3s;
+    const auto now = clock::now();
+    if (event == star_event) {
+        star = now;
+        return;
+    }
+    if (place == nullptr || leg == nullptr || now - std::exchange(star, {}) > patience) {
+        return;
+    }
+    if (event == 6) {
+        muted = !muted;
+        leg->mute(muted);
+        log(muted ? "muted" : "unmuted");
+    } else if (event == 9) {
+        place->count_for(*this);
+    } else if (event == 1) {
+        place->toggle_recording();
+    }
+}
+
+void call::hang_up(std::string_view reason) {
+    if (over) {
+        return;
+    }
+    if (!answered) {
+        refuse(SIP_503_SERVICE_UNAVAILABLE, reason);
+        return;
+    }
+    log("hung up: ", reason);
+    owner.count().add(event_kind::hung_up);
+    over = true;
+    release();
+    nua_bye(handle, TAG_END());
+}
+
+void call::release() {
+    over = true;
+    waiting_room.reset();
+    if (place != nullptr) {
+        room& left = *std::exchange(place, nullptr);
+        left.leave(*this);
+        owner.close_if_empty(left);
+    }
+    leg.reset();
+    next_leg.reset();
+    request.reset();
+}
+
+void call::look_after(clock::time_point now) {
+    if (request && now - waiting >= longest_wait) {
+        refuse(SIP_503_SERVICE_UNAVAILABLE, "the daemon does not answer");
+        return;
+    }
+    const auto silence = owner.configuration().silence;
+    if (over || !leg || leg->choice().flow != direction::both || place == nullptr) {
+        return;
+    }
+    if (now - leg->last_heard() >= silence) {
+        hang_up("no media");
+    } else if (now - looked >= std::min<clock::duration>(poll_period, silence / 4)) {
+        looked = now;
+        leg->look_for_packets();
+    }
+}
+
+void call::bridge_ended(std::string_view bridge) {
+    if (waiting_room && waiting_room->bridge() == bridge) {
+        hang_up("its lobby has ended");
+    }
+}
+
+void call::terminated() {
+    if (!over) {
+        log(answered ? "the caller has left" : "the caller has given up");
+        owner.count().add(event_kind::left);
+    }
+    release();
+}
+
+void call::leg_ended() {
+    if (leg->choice().flow == direction::held) {
+        leg.reset(); // idle for long; another is made when the caller comes back
+    } else {
+        hang_up("the daemon has ended its leg");
+    }
+}
+
+} // namespace vocalink::dialin

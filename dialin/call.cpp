@@ -9,7 +9,6 @@
 
 #include <sofia-sip/sip_status.h>
 #include <sofia-sip/sip_tag.h>
-#include <sofia-sip/soa_tag.h>
 
 namespace vocalink::dialin {
 
@@ -24,7 +23,9 @@ constexpr const char* retry_after_s = "10";
 } // namespace
 
 call::call(exchange& desk, nua_handle_t* dialog, std::uint64_t id, invitation invite)
-    : owner(desk), handle(dialog), number(id), wanted(std::move(invite)) {
+    : owner(desk), handle(dialog), number(id), wanted(std::move(invite)),
+      session_number(
+          static_cast<std::uint64_t>(std::chrono::system_clock::now().time_since_epoch().count())) {
     log("call from " + wanted.caller + " to room " + wanted.room);
 }
 
@@ -37,7 +38,7 @@ void call::log(std::string_view what, std::string_view detail) const {
 }
 
 bool call::is_held() const {
-    return leg == nullptr || leg->choice().flow == direction::held;
+    return leg == nullptr || leg->choice().is_held();
 }
 
 media_leg* call::active_leg() {
@@ -56,6 +57,7 @@ void call::requested(nua_t* stack, std::string_view sdp, bool is_update) {
     const std::string description(sdp);
     request = std::make_unique<kept_request>(stack);
     request_is_update = is_update;
+    request_is_empty = description.empty();
     waiting = clock::now();
     if (description.empty()) {
         offered = !is_update;
@@ -95,17 +97,34 @@ void call::leg_ready(bool success) {
     }
 }
 
-void call::answer() {
+std::string call::session_description() {
     const media_leg* described = next_leg ? next_leg.get() : leg.get();
-    const std::string sdp =
-        described ? describe(described->choice(), described->local_ip(), described->local_port())
-                  : "";
+    if (described == nullptr) {
+        return {};
+    }
+    media_choice choice = described->choice();
+    if (offered) {
+        choice.flow = direction::both; // a caller on hold may come back with the answer
+    }
+    const std::string text = describe(choice, described->local_ip(), described->local_port());
+    if (text != last_description) {
+        ++description_version; // RFC 3264 8: one more with each change
+        last_description = text;
+    }
+    return "v=0\r\no=- " + std::to_string(session_number) + ' ' +
+           std::to_string(description_version) + " IN IP4 " + described->local_ip() + "\r\n" + text;
+}
+
+void call::answer() {
+    const bool has_description = !(request_is_update && request_is_empty);
+    const std::string sdp = has_description ? session_description() : "";
     nua_respond(handle, SIP_200_OK, NUTAG_WITH_SAVED(request->get()),
-                TAG_IF(described, SOATAG_USER_SDP_STR(sdp.c_str())), TAG_END());
+                TAG_IF(!sdp.empty(), SIPTAG_CONTENT_TYPE_STR("application/sdp")),
+                TAG_IF(!sdp.empty(), SIPTAG_PAYLOAD_STR(sdp.c_str())), TAG_END());
     request.reset();
     if (!std::exchange(answered, true)) {
         owner.count().add(event_kind::answered);
-        log("answered with ", described->choice().audio->word);
+        log("answered with ", (leg ? leg : next_leg)->choice().audio->word);
     }
     if (request_is_update) {
         settle();
@@ -124,18 +143,35 @@ void call::refuse(int status, const char* phrase, std::string_view reason) {
 }
 
 void call::acknowledged(std::string_view sdp) {
-    if (std::exchange(offered, false) || !sdp.empty()) {
-        const auto choice = choose_media(sdp, owner.configuration().addresses, wanted.source);
-        const auto* accepted = std::get_if<media_choice>(&choice);
-        media_leg* answered_leg = next_leg ? next_leg.get() : leg.get();
-        if (accepted == nullptr || answered_leg == nullptr ||
-            accepted->audio != answered_leg->choice().audio) {
-            hang_up("its answer to our offer is of no use");
-            return;
-        }
-        answered_leg->follow(*accepted);
+    if (!std::exchange(offered, false) || follow(sdp)) {
+        settle();
     }
-    settle();
+}
+
+void call::refreshed(std::string_view sdp) {
+    if (sdp.empty()) {
+        nua_ack(handle, TAG_END());
+    } else if (follow(sdp)) {
+        const std::string ours = session_description();
+        nua_ack(handle, SIPTAG_CONTENT_TYPE_STR("application/sdp"),
+                SIPTAG_PAYLOAD_STR(ours.c_str()), TAG_END());
+        settle();
+    }
+}
+
+// Takes over what a description says about the codec that the leg has.
+bool call::follow(std::string_view sdp) {
+    media_leg* described = next_leg ? next_leg.get() : leg.get();
+    if (described != nullptr) {
+        const auto choice = choose_media(sdp, owner.configuration().addresses, wanted.source,
+                                         described->choice().audio);
+        if (const auto* accepted = std::get_if<media_choice>(&choice)) {
+            described->follow(*accepted);
+            return true;
+        }
+    }
+    hang_up("its answer to our offer is of no use");
+    return false;
 }
 
 // What was answered is now in force.
@@ -274,7 +310,7 @@ void call::terminated() {
 }
 
 void call::leg_ended() {
-    if (leg->choice().flow == direction::held) {
+    if (leg->choice().is_held()) {
         leg.reset(); // idle for long; another is made when the caller comes back
     } else {
         hang_up("the daemon has ended its leg");

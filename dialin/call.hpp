@@ -58,6 +58,8 @@ class call final : public party {
     /** The caller has acknowledged our answer, or has answered our offer.
      *  @param answer  its session description, empty when we answered */
     void acknowledged(std::string_view answer);
+    /** The caller has answered a session refresh of ours, which had no description, with one. */
+    void refreshed(std::string_view offer);
     /** A telephone event has begun. */
     void key(unsigned event);
     /** Says BYE and leaves the room. */
@@ -82,6 +84,8 @@ class call final : public party {
     void take_offer(const media_choice& choice);
     void make_leg(const media_choice& choice);
     void leg_ready(bool success);
+    [[nodiscard]] std::string session_description();
+    [[nodiscard]] bool follow(std::string_view sdp);
     void answer();
     void refuse(int status, const char* phrase, std::string_view reason);
     void settle();
@@ -96,6 +100,10 @@ class call final : public party {
     invitation wanted;
     std::unique_ptr<kept_request> request; ///< that is to be answered
     bool request_is_update = false;
+    bool request_is_empty = false; ///< it has no session description
+    std::uint64_t session_number;  ///< in our descriptions, with the version
+    std::uint64_t description_version = 0;
+    std::string last_description;
     bool answered = false;     ///< the first INVITE has its 200
     bool offered = false;      ///< our 200 held the offer, and the answer is not here yet
     bool over = false;         ///< BYE was said, or heard

@@ -13,7 +13,6 @@
 #include <sofia-sip/sip_header.h>
 #include <sofia-sip/sip_status.h>
 #include <sofia-sip/sip_tag.h>
-#include <sofia-sip/soa_tag.h>
 #include <sofia-sip/tport_tag.h>
 #include <sofia-sip/url.h>
 
@@ -28,6 +27,7 @@ constexpr const char* retry_after_s = "10";
 constexpr unsigned session_expires_s = 1'800; // RFC 4028; finds callers that vanish on hold
 constexpr unsigned least_session_s = 90;
 constexpr unsigned idle_connection_ms = 60'000;
+constexpr unsigned half_message_ms = 10'000;
 constexpr unsigned largest_message_bytes = 64 * 1024;
 
 // The session description of a message, empty when it has none.
@@ -77,16 +77,18 @@ void exchange::open_stack() {
     stack = nua_create(loop.root(), stack_callback, reinterpret_cast<nua_magic_t*>(this),
                        NUTAG_URL(url.c_str()), NTATAG_MAXSIZE(largest_message_bytes),
                        NTATAG_UDP_MTU(65'535), NTATAG_MAX_PROCEEDING(settings.most_calls),
-                       NTATAG_SERVER_RPORT(1), TPTAG_IDLE(idle_connection_ms), TAG_END());
+                       NTATAG_SERVER_RPORT(1), TPTAG_IDLE(idle_connection_ms),
+                       TPTAG_TIMEOUT(half_message_ms), TPTAG_STUN_SERVER(0), TAG_END());
     if (stack == nullptr) {
         throw std::runtime_error("cannot answer SIP on " + settings.address + ':' + settings.port);
     }
-    nua_set_params(stack, NUTAG_ALLOW(static_cast<const char*>(nullptr)),
-                   NUTAG_ALLOW(allowed_methods), NUTAG_APPL_METHOD("OPTIONS, UPDATE"),
+    // Offers and answers are ours: the library's own would be free to choose other codecs than the
+    // leg has.
+    nua_set_params(stack, NUTAG_MEDIA_ENABLE(0), NUTAG_AUTOACK(0),
+                   SIPTAG_ALLOW_STR(allowed_methods), NUTAG_APPL_METHOD("OPTIONS, UPDATE"),
                    NUTAG_AUTOANSWER(0), NUTAG_AUTOALERT(0), NUTAG_SUPPORTED("timer, 100rel"),
                    NUTAG_SESSION_TIMER(session_expires_s), NUTAG_MIN_SE(least_session_s),
-                   NUTAG_UPDATE_REFRESH(1), NUTAG_ACCEPT_MULTIPART(1),
-                   SOATAG_RTP_SELECT(SOA_RTP_SELECT_COMMON), SOATAG_AUDIO_AUX("telephone-event"),
+                   NUTAG_UPDATE_REFRESH(1),
                    SIPTAG_USER_AGENT_STR("vocalink-dialin/" VOCALINK_VERSION), TAG_END());
 }
 
@@ -116,10 +118,9 @@ void exchange::stack_event(nua_event_t event, int status, nua_handle_t* handle, 
             known->acknowledged(description_of(sip));
         }
         break;
-    case nua_r_invite:
-    case nua_r_update: // a refresh of ours
-        if (known != nullptr && status == 200 && !description_of(sip).empty()) {
-            known->acknowledged(description_of(sip));
+    case nua_r_invite: // a session refresh of ours
+        if (known != nullptr && status >= 200 && status < 300) {
+            known->refreshed(description_of(sip));
         }
         break;
     case nua_i_options:

@@ -2,6 +2,7 @@
 // Entry of vocalink-dialin: telephones call in by SIP and meet in the daemon's conferences.
 #include "exchange.hpp"
 #include "sip_log.hpp"
+#include "util/descriptor_limit.hpp"
 #include "util/log_line.hpp"
 
 #include <csignal>
@@ -33,6 +34,7 @@ int main(int argc, char** argv) {
             return 0;
         }
         const util::unique_fd signals = block_ending_signals();
+        util::raise_descriptor_limit(); // a connection each
         dialin::event_loop loop;
         dialin::take_over_sip_log();
         dialin::exchange desk(loop, *configured);

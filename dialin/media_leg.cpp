@@ -10,8 +10,8 @@ namespace {
 
 // The endpoint of a leg without a far end yet. It is in no bridge then, so nothing is sent there.
 std::string endpoint_text(const media_choice& choice, const std::string& local_ip) {
-    const bool known = choice.remote_port != 0 && choice.remote_ip != "0.0.0.0";
-    return known ? choice.remote_ip + ' ' + std::to_string(choice.remote_port) : local_ip + " 9";
+    return choice.has_address() ? choice.remote_ip + ' ' + std::to_string(choice.remote_port)
+                                : local_ip + " 9";
 }
 
 } // namespace
@@ -61,7 +61,7 @@ void media_leg::report(bool success) {
 }
 
 void media_leg::follow(const media_choice& choice) {
-    if (choice.remote_port != 0 && choice.remote_ip != "0.0.0.0" &&
+    if (choice.has_address() &&
         (choice.remote_ip != media.remote_ip || choice.remote_port != media.remote_port)) {
         link.send("set stream " + stream + " endpoint " + endpoint_text(choice, ip));
     }

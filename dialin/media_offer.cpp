@@ -79,26 +79,61 @@ bool is_allowed(const std::string& text, const address_policy& policy, std::stri
 }
 
 direction flow_of(const sdp_media_t& media, std::string_view address) {
-    if (address == "0.0.0.0" || media.m_mode == sdp_sendonly || media.m_mode == sdp_inactive) {
+    if (media.m_mode == sdp_inactive) {
+        return direction::held_and_silent;
+    }
+    if (media.m_mode == sdp_sendonly || address == "0.0.0.0") {
         return direction::held;
     }
     return media.m_mode == sdp_recvonly ? direction::listens : direction::both;
 }
 
-const sdp_media_t* first_audio(const sdp_session_t& session) {
-    const sdp_media_t* media = session.sdp_media;
-    while (media != nullptr && (media->m_type != sdp_media_audio || media->m_port == 0 ||
-                                media->m_rejected || media->m_proto != sdp_proto_rtp)) {
-        media = media->m_next;
+bool is_plain_audio(const sdp_media_t& media) {
+    return media.m_type == sdp_media_audio && media.m_port != 0 && !media.m_rejected &&
+           media.m_proto == sdp_proto_rtp;
+}
+
+std::string refusal_of(const sdp_media_t& media) {
+    std::string format = "0";
+    if (media.m_rtpmaps != nullptr) {
+        format = std::to_string(media.m_rtpmaps->rm_pt);
+    } else if (media.m_format != nullptr) {
+        format = media.m_format->l_text;
     }
-    return media;
+    return std::string("m=") + media.m_type_name + " 0 " + media.m_proto_name + ' ' + format +
+           "\r\n";
+}
+
+// The first plain audio stream, or null; the others are refused in `lines`.
+const sdp_media_t* choose_stream(const sdp_session_t& session, std::vector<std::string>& lines) {
+    const sdp_media_t* chosen = nullptr;
+    for (const sdp_media_t* media = session.sdp_media; media != nullptr; media = media->m_next) {
+        const bool takes = chosen == nullptr && is_plain_audio(*media);
+        chosen = takes ? media : chosen;
+        lines.push_back(takes ? "" : refusal_of(*media));
+    }
+    return chosen;
+}
+
+// RFC 3264 6.1: the other half of what the caller does.
+std::string_view our_direction(direction caller) {
+    switch (caller) {
+    case direction::listens:
+        return "a=sendonly\r\n";
+    case direction::held:
+        return "a=recvonly\r\n";
+    case direction::held_and_silent:
+        return "a=inactive\r\n";
+    default:
+        return "a=sendrecv\r\n";
+    }
 }
 
 // Fills codec and payload types; false when there is no common codec.
-bool choose_codec(const sdp_media_t& media, media_choice& choice) {
+bool choose_codec(const sdp_media_t& media, const codec* only, media_choice& choice) {
     for (const sdp_rtpmap_t* map = media.m_rtpmaps; map != nullptr; map = map->rm_next) {
         const codec* found = choice.audio == nullptr ? codec_of(*map) : nullptr;
-        if (found != nullptr) {
+        if (found != nullptr && (only == nullptr || only == found)) {
             choice.audio = found;
             choice.payload_type = map->rm_pt;
         } else if (!choice.events_type && map->rm_pt >= first_dynamic_type &&
@@ -116,18 +151,21 @@ const codec& pcmu() {
 }
 
 media_choice our_offer() {
-    return {&pcmu(), pcmu().payload_type, our_events_type, "0.0.0.0", 0, direction::both};
+    return {&pcmu(), pcmu().payload_type, our_events_type, "0.0.0.0", 0, direction::both, {""}};
 }
 
-std::variant<media_choice, std::string_view>
-choose_media(std::string_view sdp, const address_policy& policy, std::string_view source) {
+std::variant<media_choice, std::string_view> choose_media(std::string_view sdp,
+                                                          const address_policy& policy,
+                                                          std::string_view source,
+                                                          const codec* only) {
     const std::unique_ptr<sdp_parser_t, parser_deleter> parser(
-        sdp_parse(nullptr, sdp.data(), static_cast<issize_t>(sdp.size()), sdp_f_mode_0000));
+        sdp_parse(nullptr, sdp.data(), static_cast<issize_t>(sdp.size()), 0));
     const sdp_session_t* session = parser ? sdp_session(parser.get()) : nullptr;
     if (session == nullptr) {
         return "the session description is malformed";
     }
-    const sdp_media_t* media = first_audio(*session);
+    media_choice choice{};
+    const sdp_media_t* media = choose_stream(*session, choice.lines);
     if (media == nullptr) {
         return "no plain RTP audio";
     }
@@ -136,34 +174,45 @@ choose_media(std::string_view sdp, const address_policy& policy, std::string_vie
         !is_allowed(connection->c_address, policy, source)) {
         return "the media address is not allowed";
     }
-    media_choice choice{nullptr, 0, {}, connection->c_address, 0, direction::both};
+    choice.remote_ip = connection->c_address;
     choice.remote_port = static_cast<std::uint16_t>(media->m_port);
     choice.flow = flow_of(*media, choice.remote_ip);
-    if (!choose_codec(*media, choice)) {
+    if (!choose_codec(*media, only, choice)) {
         return "no common codec";
     }
     return choice;
 }
 
-std::string describe(const media_choice& choice, std::string_view local_ip,
-                     std::uint16_t local_port) {
+namespace {
+
+std::string audio_section(const media_choice& choice, std::uint16_t local_port) {
     const std::string type = std::to_string(choice.payload_type);
-    const std::string ip(local_ip);
-    std::string text = "v=0\r\no=- 0 0 IN IP4 " + ip + "\r\ns=vocalink\r\nc=IN IP4 " + ip +
-                       "\r\nt=0 0\r\nm=audio " + std::to_string(local_port) + " RTP/AVP " + type;
+    std::string line = "m=audio " + std::to_string(local_port) + " RTP/AVP " + type;
     std::string attributes =
-        "\r\na=rtpmap:" + type + ' ' + std::string(choice.audio->sdp_name) + "/8000";
+        "a=rtpmap:" + type + ' ' + std::string(choice.audio->sdp_name) + "/8000\r\n";
     if (choice.audio->ilbc_mode != 0) {
-        attributes += "\r\na=fmtp:" + type + " mode=" + std::to_string(choice.audio->ilbc_mode);
+        attributes +=
+            "a=fmtp:" + type + " mode=" + std::to_string(choice.audio->ilbc_mode) + "\r\n";
     }
     if (choice.events_type) {
         const std::string events = std::to_string(*choice.events_type);
-        text += ' ' + events;
+        line += ' ' + events;
         attributes +=
-            "\r\na=rtpmap:" + events + " telephone-event/8000\r\na=fmtp:" + events + " 0-15";
+            "a=rtpmap:" + events + " telephone-event/8000\r\na=fmtp:" + events + " 0-15\r\n";
     }
-    attributes += "\r\na=ptime:" + std::to_string(choice.audio->packet_ms) + "\r\n";
-    return text + attributes;
+    attributes += "a=ptime:" + std::to_string(choice.audio->packet_ms) + "\r\n";
+    return line + "\r\n" + attributes.append(our_direction(choice.flow));
+}
+
+} // namespace
+
+std::string describe(const media_choice& choice, std::string_view local_ip,
+                     std::uint16_t local_port) {
+    std::string text = "s=vocalink\r\nc=IN IP4 " + std::string(local_ip) + "\r\nt=0 0\r\n";
+    for (const std::string& line : choice.lines) {
+        text += line.empty() ? audio_section(choice, local_port) : line;
+    }
+    return text;
 }
 
 } // namespace vocalink::dialin

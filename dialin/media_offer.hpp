@@ -7,8 +7,7 @@
 #include <string>
 #include <string_view>
 #include <variant>
-
-#include <netinet/in.h>
+#include <vector>
 
 namespace vocalink::dialin {
 
@@ -24,7 +23,7 @@ struct codec {
 [[nodiscard]] const codec& pcmu();
 
 /** Whether the caller wants audio from us and sends some. */
-enum class direction { both, listens, held };
+enum class direction { both, listens, held, held_and_silent };
 
 /** What a leg is made from. */
 struct media_choice {
@@ -34,6 +33,15 @@ struct media_choice {
     std::string remote_ip;          ///< where the caller receives; "0.0.0.0" means nowhere
     std::uint16_t remote_port;
     direction flow;
+    /** A line for each stream of the offer, which an answer must have too (RFC 3264 6): empty for
+     *  the chosen one, else the line that refuses it. */
+    std::vector<std::string> lines;
+
+    [[nodiscard]] bool is_held() const {
+        return flow == direction::held || flow == direction::held_and_silent;
+    }
+    /** False on hold of the old kind, and before the caller has named an address. */
+    [[nodiscard]] bool has_address() const { return remote_port != 0 && remote_ip != "0.0.0.0"; }
 };
 
 /** Which media addresses a caller may name. */
@@ -45,12 +53,14 @@ struct address_policy {
 /** Chooses the caller's first codec that the daemon has.
  *  @param sdp     a session description from the network
  *  @param source  where the SIP message came from, dotted
+ *  @param only    the one codec that will do, or null for any
  *  @return the choice, or why there is none */
 [[nodiscard]] std::variant<media_choice, std::string_view>
-choose_media(std::string_view sdp, const address_policy& policy, std::string_view source);
+choose_media(std::string_view sdp, const address_policy& policy, std::string_view source,
+             const codec* only = nullptr);
 
-/** Our half of the session: the chosen codec and, when chosen, telephone events. The SIP library
- *  completes it to an offer or answer (RFC 3264). */
+/** Our description of the session without its origin line, which has a number that depends on the
+ *  rest: begins with the line s=. */
 [[nodiscard]] std::string describe(const media_choice& choice, std::string_view local_ip,
                                    std::uint16_t local_port);
 

@@ -7,6 +7,7 @@
 #include "recording/logging_thread.hpp"
 #include "recording/rec_mover_thread.hpp"
 #include "util/event_loop.hpp"
+#include "util/loop_calls.hpp"
 #include "util/signal.hpp"
 #include "util/unique_fd.hpp"
 
@@ -67,8 +68,9 @@ class main {
     util::unique_fd rec_pipe_read_fd;
     util::unique_fd rec_pipe_write_fd; // the mover's end
     ev::io rec_pipe_watcher;
-    std::string notice;           // read from the pipe, not yet a whole line
-    bool notice_too_long = false; // the rest of it is left out
+    std::string notice;                // read from the pipe, not yet a whole line
+    bool notice_too_long = false;      // the rest of it is left out
+    util::loop_calls calls_of_workers; // outlives the workers
     RecMoverThread rec_mover;
     LoggingThread logger; // after the mover, to which it hands its files
 };

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// How a worker has something done on the loop.
+#include "util/loop_calls.hpp"
+
+#include "util/thread.hpp"
+
+#include <cassert>
+#include <utility>
+
+namespace vocalink::util {
+
+namespace {
+
+loop_calls* newest = nullptr;
+
+} // namespace
+
+loop_calls::loop_calls() {
+    newest = this;
+    pthread_mutex_init(&mutex, nullptr);
+    wake_up.set<loop_calls, &loop_calls::make_calls>(this);
+    wake_up.start();
+    ev_unref(ev_default_loop(0)); // alone it is no reason to run on
+}
+
+loop_calls::~loop_calls() {
+    ev_ref(ev_default_loop(0));
+    wake_up.stop();
+    pthread_mutex_destroy(&mutex);
+}
+
+loop_calls& loop_calls::instance() {
+    assert(newest != nullptr);
+    return *newest;
+}
+
+void loop_calls::post(std::function<void()> call) {
+    const Lock lock(mutex);
+    posted.push_back(std::move(call));
+    wake_up.send();
+}
+
+void loop_calls::make_calls(ev::async&, int) {
+    std::vector<std::function<void()>> calls;
+    {
+        const Lock lock(mutex);
+        calls.swap(posted);
+    }
+    for (const auto& call : calls) {
+        call();
+    }
+}
+
+} // namespace vocalink::util

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// How a worker has something done on the loop.
+#pragma once
+
+#include "util/event_loop.hpp"
+
+#include <functional>
+#include <vector>
+
+#include <pthread.h>
+
+namespace vocalink::util {
+
+/** Makes calls on the loop thread on behalf of other threads, in the order in which each asked.
+ *  Singleton, owned by main, which ends the workers first. It does not keep the loop running: what
+ *  is posted while the loop ends is dropped. */
+class loop_calls {
+  public:
+    /** Loop thread. */
+    loop_calls();
+    loop_calls(const loop_calls&) = delete;
+    loop_calls& operator=(const loop_calls&) = delete;
+    ~loop_calls();
+
+    /** The instance made last. */
+    [[nodiscard]] static loop_calls& instance();
+
+    /** Has the call made on the loop's next turn. What it refers to must live until then, or be
+     *  looked up by the call. Any thread. */
+    void post(std::function<void()> call);
+
+  private:
+    void make_calls(ev::async& watcher, int events);
+
+    pthread_mutex_t mutex; // guards posted
+    std::vector<std::function<void()>> posted;
+    ev::async wake_up;
+};
+
+} // namespace vocalink::util

@@ -6,26 +6,11 @@
 #include "recording/recording.hpp"
 #include "util/log_line.hpp"
 
-#include <array>
-#include <optional>
-#include <string_view>
-
 namespace vocalink {
 
 using util::log_line;
 
 namespace {
-
-std::optional<RecordingType> type_of(std::string_view word) {
-    constexpr std::array<std::string_view, 5> types = {"pcap", "ulaw_in", "ulaw_out", "g729_in",
-                                                       "g729_out"};
-    for (std::size_t i = 0; i < types.size(); ++i) {
-        if (word == types[i]) {
-            return static_cast<RecordingType>(i);
-        }
-    }
-    return std::nullopt;
-}
 
 command_result start_recording(const connection& caller, stream& recorded,
                                const std::string& recording_name, const std::string& type_word) {
@@ -33,7 +18,7 @@ command_result start_recording(const connection& caller, stream& recorded,
         log_line("stream", recorded.id) << "already has a recording with id " << recording_name;
         return "ERROR already recording on stream";
     }
-    const auto type = type_of(type_word);
+    const auto type = recording_type_of(type_word);
     if (!type) {
         log_line("stream", recorded.id) << "unable to create recording " << recording_name
                                         << " with unknown type " << type_word;

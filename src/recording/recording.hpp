@@ -3,55 +3,47 @@
 #pragma once
 
 #include "recording/pcap.hpp"
-#include "recording/recording_file.hpp"
+#include "recording/record_sink.hpp"
+#include "recording/recording_format.hpp"
 #include "rtp/rtp_payload.hpp"
 #include "rtp/rtp_view.hpp"
 #include "util/repeat_guard.hpp"
 
 #include <cstdint>
 #include <ctime>
-#include <memory>
+#include <span>
 #include <string>
 
 namespace vocalink {
 
-class DataRequest;
-
-enum RecordingType : int {
-    pcap = 0,     // packets of both directions
-    ulaw_in = 1,  // payloads received, ".ulaw"
-    ulaw_out = 2, // payloads sent
-    g729_in = 3,  // payloads received, ".g729"
-    g729_out = 4, // payloads sent
-};
-
-/** Direction of a packet, as its stream sees it. */
-enum RecordingDirs : int {
-    dir_in = 0,
-    dir_out = 1,
-};
-
 /** Turns the packets of a stream into pcap records, or into raw payloads that keep real time by
- *  frames of silence where packets are missing. It opens its file and leaves everything else to the
- *  file writer; destroying it finishes the file. Owned by its stream; loop thread only. */
+ *  frames of silence where packets are missing. Owned by its stream; destroying it finishes the
+ *  file. Loop thread only. */
 class recording {
   public:
-    /** @param owner  name of the connection that gets the notices
+    /** A clock that never steps. */
+    using clock = std::timespec();
+
+    /** Opens the file; is_open() tells how that went.
+     *  @param owner  name of the connection that gets the notices
      *  @param name  recording name, the first part of the file name
      *  @param stream_id  for the notices */
-    recording(std::string owner, std::string name, std::string stream_id, RecordingType type);
+    recording(std::string owner, std::string name, std::string stream_id, RecordingType type,
+              clock* now = monotonic_time);
     recording(const recording&) = delete;
     recording& operator=(const recording&) = delete;
     virtual ~recording();
 
     /** Whether the file could be opened; a recording without is of no use. */
-    [[nodiscard]] bool is_open() const { return file != nullptr; }
+    [[nodiscard]] bool is_open() const { return sink.is_open(); }
     /** Where the file will be in the end. */
-    [[nodiscard]] const std::string& get_path() const { return path; }
+    [[nodiscard]] std::string get_path() const { return sink.store_path(); }
     /** Whether it keeps packets with their headers. */
-    [[nodiscard]] bool keeps_headers() const { return type == pcap; }
+    [[nodiscard]] bool keeps_headers() const { return !format.payloads_of.has_value(); }
     /** Whether a packet of that direction is for this recording. */
-    [[nodiscard]] bool takes(RecordingDirs dir, bool is_audio) const;
+    [[nodiscard]] bool takes(RecordingDirs dir, bool is_audio) const {
+        return keeps_headers() || (is_audio && dir == format.payloads_of);
+    }
 
     /** Records one packet.
      *  @param header  stamped for this packet where headers are kept
@@ -59,30 +51,33 @@ class recording {
     void record(const pkt_hdr_pcap& header, const char* packet, int len);
 
   private:
-    [[nodiscard]] bool is_plain_name() const;
-    void queue_data(std::unique_ptr<DataRequest> request);
+    [[nodiscard]] static std::timespec monotonic_time();
+    void record_payload(rtp_payload payload, std::span<const char> bytes);
+    void count_dropped();
 
     // Raw recordings in real time: recording_silence.cpp
     void detect_silence(const rtp_view& packet);
     void start_source(rtp_payload payload, std::uint32_t packet_ssrc, std::uint32_t ts);
     void fill_gap(rtp_payload payload, std::uint32_t ts, unsigned payload_bytes);
-    void fill_frames(rtp_payload payload, unsigned missing);
+    unsigned limit_filling(std::int64_t missing_frames);
+    void write_silence(rtp_payload payload, unsigned count);
+    [[nodiscard]] bool append_silence(rtp_payload payload, std::int64_t count);
     [[nodiscard]] bool admit_line(util::repeat_guard& kind, const char* what);
-    void write_silence(rtp_payload payload, long long count);
 
     const std::string name;
-    std::string path;
-    const RecordingType type;
-    recording_file* file = nullptr; // the file writer's, from opening to closing
-    std::uint32_t last_ts = 0;      // of the last packet accepted
-    std::uint32_t ssrc = 0;         // of the current source, as in the packet; 0 before the first
-    std::timespec last_time{};      // real time at which the next packet is due
+    const recording_format& format;
+    record_sink sink;
+    clock* const now;
+    std::uint32_t last_ts = 0; // of the last packet accepted
+    std::uint32_t ssrc = 0;    // of the current source, as in the packet; 0 before the first
+    std::timespec last_time{}; // when the next packet is due
     // Log lines that a peer can cause at will.
     util::repeat_guard source_lines{20};
     util::repeat_guard sequence_lines{20};
     util::repeat_guard truncation_lines{20};
     util::repeat_guard silence_lines{20};
-    long long dropped = 0; // packets and fillings refused by the writer
+    std::int64_t dropped = 0;    // packets or fillings refused by the writer
+    std::int64_t owed_bytes = 0; // of payloads refused, less than a frame of silence
 };
 
 } // namespace vocalink

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The file of one recording while it is written.
+// An open recording: its names, its notices and its file.
 #pragma once
 
+#include "recording/record_block.hpp"
+#include "recording/recording_format.hpp"
 #include "util/unique_fd.hpp"
 
 #include <atomic>
@@ -13,40 +15,69 @@
 
 namespace vocalink {
 
-/** A buffered file that is only ever extended, by whole records. Once a write has failed the file is
- *  cut back to its last whole record and nothing more is written, so that what is there stays
- *  readable. Opened on the loop thread, then used by the file writer alone. */
+/** What the file writer puts together before it writes; one for all files. */
+struct write_buffer {
+    std::vector<char> bytes;
+    std::vector<std::size_t> record_ends; // in bytes
+};
+
+/** A file that is only ever extended, by whole records. Once a write has failed it is cut back to its
+ *  last whole record and nothing more is written, so that what is there stays readable.
+ *
+ *  Shared by the loop's record_sink and the file writer. The loop makes it and uses nothing but the
+ *  constants and waiting_bytes; the writer opens, writes and ends it. */
 class recording_file {
   public:
-    /** Opens or creates path. is_open() tells whether that went well; if not, errno says why. */
-    explicit recording_file(const std::string& path);
+    /** @param owner  name of the connection that gets the notices
+     *  @param name  of the recording, the first part of the file name
+     *  @param stream_id  for the notices */
+    recording_file(std::string owner, std::string name, std::string stream_id,
+                   const file_format& format);
 
+    const std::string owner;
+    const std::string name;
+    const std::string stream_id;
+    const std::string file_name; // without directory
+
+    /** Where the file is written, and where it is moved in the end. */
+    [[nodiscard]] std::string work_path() const;
+    [[nodiscard]] std::string store_path() const;
+
+    /** Bytes of the file that wait for the writer. */
+    std::atomic<long long> waiting_bytes = 0;
+
+    // The writer's alone from here on.
+
+    /** Opens or creates the file in the work directory. A name that leads to another directory leads
+     *  nowhere. @return 0 or the error number */
+    [[nodiscard]] int open();
     [[nodiscard]] bool is_open() const { return static_cast<bool>(fd); }
-    /** Whether a write has failed. */
-    [[nodiscard]] bool failed() const { return write_failed; }
-    /** Records that were not written because of that. */
+
+    /** Writes the header of a new file. @return false, with errno, when it cannot be written */
+    bool write_header();
+
+    /** Appends the records, all at once, and brings a header that tells the size up to date.
+     *  @return false, with errno, when this call has found that the file cannot take them */
+    bool write(const record_block& block, write_buffer& buffer);
+
+    void close() { fd.reset(); }
+
+    /** Records that were lost to a failed write. */
     [[nodiscard]] long long lost_records() const { return lost; }
 
-    /** Appends one record. @return false, with errno, when this call has found that the file cannot
-     *  take what was written */
-    bool write(std::span<const char> record);
-
-    /** Hands what is buffered to the system. @return as write() */
-    bool flush();
-
-    /** Bytes of memory that wait for the writer on behalf of this file. */
-    std::atomic<long long> waiting_bytes = 0;
-    /** Fillings of silence that wait; one of them can be long. */
-    std::atomic<int> waiting_fillings = 0;
+    bool announced = false; // the controller knows that there is data
 
   private:
-    void cut_back(std::size_t written);
+    void gather(std::span<const char> record, write_buffer& buffer);
+    bool flush(write_buffer& buffer);
+    std::size_t cut_back(const write_buffer& buffer, std::size_t written);
 
+    const file_format& format;
     util::unique_fd fd;
-    off_t length = 0; // of the file, without what is buffered
-    std::vector<char> buffer;
-    std::vector<std::size_t> record_ends; // in the buffer
+    off_t length = 0;        // of the file
+    off_t header_length = 0; // of that, before the records
     bool write_failed = false;
+    int write_error = 0;
     long long lost = 0;
 };
 

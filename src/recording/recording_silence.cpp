@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // How raw recordings keep real time: frames of silence where packets are missing.
-#include "recording/process_request.hpp"
 #include "recording/recording.hpp"
 #include "util/log_line.hpp"
 #include "util/time_values.hpp"
@@ -46,8 +45,7 @@ void recording::detect_silence(const rtp_view& packet) {
 /** A new source or a new talkspurt: its time starts here. A source that replaces another fills the
  *  time since that one's last packet. */
 void recording::start_source(rtp_payload payload, std::uint32_t packet_ssrc, std::uint32_t ts) {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
+    const timespec arrival = now();
     if (ssrc == 0) {
         if (admit_line(source_lines, "sources")) {
             log_line("recording", name) << "ssrc is " << hexadecimal(ssrc);
@@ -56,14 +54,14 @@ void recording::start_source(rtp_payload payload, std::uint32_t packet_ssrc, std
         if (admit_line(source_lines, "sources")) {
             log_line("recording", name) << "ssrc change to " << hexadecimal(ssrc);
         }
-        const std::int64_t frames = nanoSeconds(now - last_time) / frame_ns;
+        const std::int64_t frames = nanoSeconds(arrival - last_time) / frame_ns;
         if (frames > 1) {
-            write_silence(payload, frames - 1);
+            write_silence(payload, limit_filling(frames - 1));
         }
     }
     ssrc = packet_ssrc;
     last_ts = ts;
-    last_time = now;
+    last_time = arrival;
 }
 
 /** The next packet of a source: fills what is missing since the one before. */
@@ -84,34 +82,47 @@ void recording::fill_gap(rtp_payload payload, std::uint32_t ts, unsigned payload
     const auto frame_bytes = static_cast<unsigned>(payload_frame_size(payload));
     if (elapsed > std::uint64_t{payload_bytes} * ts_inc) {
         const std::uint64_t frames = elapsed / (std::uint64_t{frame_bytes} * ts_inc);
-        fill_frames(payload, static_cast<unsigned>(frames) - payload_bytes / frame_bytes);
+        const unsigned filled =
+            limit_filling(static_cast<unsigned>(frames) - payload_bytes / frame_bytes);
+        write_silence(payload, filled);
+        last_time += timespec{filled / frames_per_second,
+                              static_cast<long>(filled % frames_per_second) * frame_ns};
     }
     last_ts = ts;
 }
 
-/** Writes frames of silence, up to a limit, and moves the time on by them, at 20 ms each whatever the
- *  codec. */
-void recording::fill_frames(rtp_payload payload, unsigned missing) {
-    if (missing > max_filled_frames) {
-        if (admit_line(truncation_lines, "truncations")) {
-            log_line("recording", name) << "silence frames truncated from " << missing << " to "
-                                        << max_filled_frames << ".";
-        }
-        missing = max_filled_frames;
+/** @return the frames that are filled of those that are missing */
+unsigned recording::limit_filling(std::int64_t missing_frames) {
+    if (missing_frames <= max_filled_frames) {
+        return static_cast<unsigned>(missing_frames);
     }
-    write_silence(payload, missing);
-    last_time += timespec{missing / frames_per_second,
-                          static_cast<long>(missing % frames_per_second) * frame_ns};
+    if (admit_line(truncation_lines, "truncations")) {
+        log_line("recording", name) << "silence frames truncated from " << missing_frames << " to "
+                                    << max_filled_frames << ".";
+    }
+    return max_filled_frames;
 }
 
-void recording::write_silence(rtp_payload payload, long long count) {
+void recording::write_silence(rtp_payload payload, unsigned count) {
     if (admit_line(silence_lines, "silence")) {
         log_line("recording", name) << "writing " << count << " silence frames";
     }
-    if (count > 0) {
-        queue_data(std::make_unique<WriteSilenceRequest>(payload_silence_frame(payload),
-                                                         payload_frame_size(payload), count, file));
+    if (!append_silence(payload, count)) {
+        count_dropped();
     }
+}
+
+bool recording::append_silence(rtp_payload payload, std::int64_t count) {
+    const auto* const frame = reinterpret_cast<const char*>(payload_silence_frame(payload));
+    const auto bytes = static_cast<std::size_t>(payload_frame_size(payload));
+    return count == 0 ||
+           sink.append_copies(std::span(frame, bytes), static_cast<std::uint32_t>(count));
+}
+
+timespec recording::monotonic_time() {
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return time;
 }
 
 /** A peer can cause any of these lines with every packet; a few of each kind are enough. */

@@ -4,8 +4,6 @@
 
 #include "util/log_line.hpp"
 
-#include <cerrno>
-#include <ctime>
 #include <memory>
 #include <utility>
 
@@ -14,29 +12,13 @@ namespace vocalink::util {
 namespace {
 
 constexpr double stats_period_s = 300.0;
-constexpr long linger_ns = 20'000'000; // how long a worker that was busy looks for more by itself
-
-timespec monotonic_after(long ns) {
-    timespec time{};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    time.tv_nsec += ns;
-    if (time.tv_nsec >= 1'000'000'000) {
-        time.tv_nsec -= 1'000'000'000;
-        time.tv_sec += 1;
-    }
-    return time;
-}
 
 } // namespace
 
 MsgQueueThread::MsgQueueThread(std::string worker_name) : name(std::move(worker_name)) {
     stats_timer.set<MsgQueueThread, &MsgQueueThread::stats_callback>(this);
     stats_timer.start(stats_period_s, stats_period_s);
-    pthread_condattr_t attributes;
-    pthread_condattr_init(&attributes);
-    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
-    pthread_cond_init(&cond, &attributes);
-    pthread_condattr_destroy(&attributes);
+    pthread_cond_init(&cond, nullptr);
     pthread_mutex_init(&mutex, nullptr);
 }
 
@@ -57,8 +39,7 @@ void MsgQueueThread::queue(ProcessRequest* request) {
     if (queued > max_count) {
         max_count = queued;
     }
-    if (resting || request->type == StopRequest::tag) {
-        resting = false;
+    if (queues[in].size() == 1) { // else the worker has been woken for the ones before
         pthread_cond_signal(&cond);
     }
 }
@@ -75,7 +56,6 @@ void MsgQueueThread::run() {
             await_requests();
         }
     }
-    handle_idle();
 }
 
 /** Handles a whole batch, also what stands behind a stop. @return whether there was a stop */
@@ -92,31 +72,14 @@ bool MsgQueueThread::drain(std::deque<ProcessRequest*>& batch) {
         }
     }
     count -= drained;
-    handle_batch_end();
     return stopped;
 }
 
 void MsgQueueThread::await_requests() {
-    {
-        const Lock lock(mutex);
-        const timespec until = monotonic_after(linger_ns);
-        while (queues[in].empty() || queues[in].back()->type != StopRequest::tag) {
-            if (pthread_cond_timedwait(&cond, &mutex, &until) == ETIMEDOUT) {
-                break;
-            }
-        }
-        if (!queues[in].empty()) {
-            std::swap(in, out);
-            return;
-        }
-    }
-    handle_idle();
     const Lock lock(mutex);
     while (queues[in].empty()) {
-        resting = true;
         pthread_cond_wait(&cond, &mutex);
     }
-    resting = false;
     std::swap(in, out);
 }
 

@@ -16,8 +16,7 @@ namespace vocalink::util {
 
 /** Takes requests from any thread and hands each to handle_request() on its own. Producers hold the
  *  mutex for one append, the worker for one swap a batch, so that a producer never waits for the
- *  work. A worker that has just been busy looks again by itself after a few milliseconds: producers
- *  wake only one that rests, which spares them a system call for most requests. */
+ *  work. */
 class MsgQueueThread : public Thread {
   public:
     /** @param name  for the statistics line */
@@ -37,10 +36,6 @@ class MsgQueueThread : public Thread {
     void run() override;
     /** Does what is asked; on the worker's thread, without the mutex. Must not keep the request. */
     virtual void handle_request(ProcessRequest* request) = 0;
-    /** Called on the worker's thread after every batch. */
-    virtual void handle_batch_end() {}
-    /** Called on the worker's thread whenever no request is left. */
-    virtual void handle_idle() {}
 
   private:
     bool drain(std::deque<ProcessRequest*>& batch);
@@ -49,11 +44,10 @@ class MsgQueueThread : public Thread {
 
     const std::string name;
     pthread_cond_t cond;
-    pthread_mutex_t mutex;                 // guards queues[in], in, out and resting
+    pthread_mutex_t mutex;                 // guards queues[in], in and out
     std::deque<ProcessRequest*> queues[2]; // producers fill queues[in], the worker drains the other
     int in = 0;
     int out = 1;
-    bool resting = false; // the worker waits to be woken
     std::atomic<int> count = 0;
     std::atomic<int> max_count = 0; // since the last statistics line
     ev::timer stats_timer;

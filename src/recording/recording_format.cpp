@@ -3,6 +3,7 @@
 #include "recording/recording_format.hpp"
 
 #include "recording/pcap.hpp"
+#include "recording/wav.hpp"
 
 namespace vocalink {
 
@@ -20,6 +21,8 @@ constexpr recording_format recording_formats[] = {
 };
 
 } // namespace
+
+const file_format wav_format{".wav", wav_header, true};
 
 const recording_format& format_of(RecordingType type) {
     for (const recording_format& row : recording_formats) {

@@ -47,4 +47,7 @@ struct recording_format {
 /** The type that a word of the command names. */
 [[nodiscard]] std::optional<RecordingType> recording_type_of(std::string_view word);
 
+/** RIFF, 16-bit PCM, 8 kHz, mono. */
+extern const file_format wav_format;
+
 } // namespace vocalink

@@ -8,6 +8,8 @@
 #include "recording/pcap.hpp"
 #include "recording/rec_mover_thread.hpp"
 #include "recording/recording.hpp"
+#include "recording/wav.hpp"
+#include "recording/wav_recording.hpp"
 #include "util/loop_calls.hpp"
 #include "util/unique_id.hpp"
 
@@ -300,6 +302,52 @@ TEST_F(recording_test, waits_for_the_writer_in_bounded_memory_and_keeps_raw_file
         waited += records * record_bytes;
     }
     EXPECT_NEAR(static_cast<double>(waited), 128 << 20, 2 << 20);
+}
+
+TEST_F(recording_test, wav_file_is_whole_at_every_block_and_begins_with_a_valid_header) {
+    const std::vector<std::int16_t> frame(160, 0x0102);
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    mover.set_out_fd(ends[1]);
+    int errors = 0;
+    const auto count = [&errors](int error) { errors += error == 0 ? 0 : 1; };
+    std::optional<wav_recording> heard(std::in_place, "1", "heard", "s", count);
+    std::optional<wav_recording> never(std::in_place, "1", "never", "s", count);
+    std::optional<wav_recording> refused(std::in_place, "1", "../x", "s", count);
+    start();
+    heard->append(frame); // written at once
+    const fs::path stored = heard->get_path();
+    const std::string in_work = work.path() + "/" + stored.filename().string();
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (content_of(in_work) != wav_header(320) + content_of(in_work, 44) ||
+           content_of(in_work).size() != 364) {
+        ASSERT_LT(std::chrono::steady_clock::now(), until) << content_of(in_work);
+    }
+    heard->append_silence(10'000);
+    heard->append(frame);
+    const std::string never_path = never->get_path(), refused_path = refused->get_path();
+    heard.reset(), never.reset(), refused.reset();
+    (void)finish();
+    loop.run(ev::NOWAIT);
+    EXPECT_EQ(errors, 1) << "the loop is told of each opening";
+    std::string expected = wav_header(320 * 10'002);
+    for (int i = 0; i < 10'002 * 160; ++i) {
+        expected += i < 160 || i >= 10'001 * 160 ? std::string("\2\1") : std::string(2, '\0');
+    }
+    EXPECT_TRUE(content_of(stored) == expected);
+    // Bytes of a header for two samples, as other programs write it.
+    EXPECT_EQ(wav_header(4), std::string("RIFF\x28\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0"
+                                         "\x80\x3E\0\0\2\0\x10\0data\4\0\0\0",
+                                         44));
+    EXPECT_EQ(content_of(never_path), wav_header(0));
+    EXPECT_FALSE(fs::exists(refused_path));
+    char notices[1000];
+    const auto got = ::read(ends[0], notices, sizeof notices);
+    const std::string name = stored.filename(), other = fs::path(never_path).filename();
+    EXPECT_EQ(std::string(notices, static_cast<std::size_t>(got)),
+              "1 REC_STARTED " + name + " s\n1 REC_FINISHED " + name + " s\n1 REC_FINISHED " +
+                  other + " s\n");
+    ::close(ends[0]), ::close(ends[1]);
 }
 
 } // namespace

@@ -2,6 +2,8 @@
 // The receiver of telephone events that tells keys apart by their timestamps (RFC 4733 2.5.1).
 #include "rtp/key_receiver.hpp"
 
+#include <algorithm>
+
 namespace vocalink {
 
 namespace {
@@ -25,12 +27,12 @@ std::int32_t distance(std::uint32_t from, std::uint32_t to) {
 
 bool key_receiver::is_current(const key_packet& packet) const {
     return packet.ssrc == key.ssrc && packet.timestamp == key.timestamp &&
-           packet.event == key.event;
+           packet.event.code == key.event.code;
 }
 
 /** Whether a packet begins the next segment of the key that is down. */
 bool key_receiver::continues(const key_packet& packet) const {
-    return down && packet.ssrc == key.ssrc && packet.event == key.event &&
+    return down && packet.ssrc == key.ssrc && packet.event.code == key.event.code &&
            packet.timestamp - key.timestamp == segment_units;
 }
 
@@ -47,13 +49,14 @@ void key_receiver::press(const key_packet& packet, changes& made) {
     known = true;
     down = true;
     earlier_units = 0;
-    made.list[static_cast<std::size_t>(made.count++)] = {true, packet.event, packet.volume, 0};
+    made.list[static_cast<std::size_t>(made.count++)] = {true, packet.event};
 }
 
 void key_receiver::let_go(changes& made) {
     down = false;
-    made.list[static_cast<std::size_t>(made.count++)] = {false, key.event, key.volume,
-                                                         earlier_units + key.duration};
+    telephone_event whole = key.event;
+    whole.duration += earlier_units;
+    made.list[static_cast<std::size_t>(made.count++)] = {false, whole};
 }
 
 key_receiver::changes key_receiver::put(const key_packet& packet, double now_s) {
@@ -71,13 +74,12 @@ key_receiver::changes key_receiver::put(const key_packet& packet, double now_s) 
             let_go(made); // its end packets were lost
         }
         press(packet, made);
-        key.duration = 0;
     }
-    const int longest = is_current(packet) ? key.duration : 0;
+    const int longest = is_current(packet) ? key.event.duration : 0;
     key = packet;
-    key.duration = packet.duration > longest ? packet.duration : longest; // packets may swap
+    key.event.duration = std::max(packet.event.duration, longest); // packets may swap
     last_packet_s = now_s;
-    if (packet.end) {
+    if (packet.event.end) {
         let_go(made);
     }
     return made;

@@ -2,31 +2,28 @@
 // The receiver of telephone events that tells keys apart by their timestamps (RFC 4733 2.5.1).
 #pragma once
 
+#include "rtp/event_receiver.hpp"
+
 #include <array>
 #include <cstdint>
 
 namespace vocalink {
 
-/** A telephone event packet, values in host order. */
+/** A telephone event packet. */
 struct key_packet {
     std::uint32_t ssrc;
-    std::uint32_t timestamp; // of the key's begin; the same in all its packets
-    int event;
-    int volume;
-    int duration; // timestamp units since the begin
-    bool end;
+    std::uint32_t timestamp; // of the key's begin, host order; the same in all its packets
+    telephone_event event;
 };
 
 /** Reports each key once when it goes down and once when it is let go, whatever is lost, doubled or
  *  late. A pure object on passed-in time. */
 class key_receiver {
   public:
-    /** A key that goes down, or one that is let go. */
+    /** A key that goes down, or one that is let go and then has a duration. */
     struct change {
         bool down;
-        int event;
-        int volume;
-        int duration; // timestamp units; 0 while the key goes down
+        telephone_event event;
     };
 
     /** What one packet or one look at the clock brings about, in order. */

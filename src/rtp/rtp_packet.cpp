@@ -69,6 +69,10 @@ void set_marker(char* header, bool marker) {
     header[marker_offset] = static_cast<char>(payload_type(header) | (marker ? marker_flag : 0));
 }
 
+void set_payload_type(char* header, int payload_type) {
+    header[1] = static_cast<char>((header[1] & 0x80) | (payload_type & 0x7F));
+}
+
 void set_sequence(char* header, std::uint16_t sequence) {
     write_be16(header + sequence_offset, sequence);
 }

@@ -44,6 +44,7 @@ namespace rtp_packet {
 [[nodiscard]] std::uint32_t ssrc(const char* header);
 
 void set_marker(char* header, bool marker);
+void set_payload_type(char* header, int payload_type);
 void set_sequence(char* header, std::uint16_t sequence);
 void set_timestamp(char* header, std::uint32_t timestamp);
 

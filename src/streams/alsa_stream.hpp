@@ -5,6 +5,7 @@
 #include "audio/player_pipe.hpp"
 #include "streams/stream.hpp"
 
+#include <memory>
 #include <string>
 
 namespace vocalink {
@@ -24,8 +25,11 @@ class alsa_stream : public stream {
     void dump_stats(std::ostream& os) override;
     void dump_detailed_stats(std::ostream& os) override;
     [[nodiscard]] std::string list_stream() override;
+    [[nodiscard]] std::unique_ptr<conference_leg> make_conference_leg() override;
 
   private:
+    class leg; // alsa_conference.cpp
+
     player_pipe player;
 };
 

@@ -15,17 +15,17 @@ using util::log_line;
 
 namespace {
 
-constexpr char volume = 10;
 constexpr unsigned char end_flag = 0x80;
 constexpr int end_packets = 3;
 constexpr int event_packet_bytes = rtp_header_bytes + event_payload_bytes;
 
 } // namespace
 
-dtmf_stream::dtmf_stream(std::string stream_id, std::string digit_text, int payload_type,
+dtmf_stream::dtmf_stream(std::string stream_id, std::string digit_text, int event_type,
                          int commanded_duration)
     : timer_stream(std::move(stream_id), ""), end_after(commanded_duration / 30),
-      digits(std::move(digit_text)), duration(commanded_duration), event{0, volume, 0, 0} {
+      digits(std::move(digit_text)), payload_type(event_type),
+      duration(commanded_duration), event{0, event_volume, 0, 0} {
     type = kind_event;
     log_line() << "payload_type=" << payload_type;
     arm_timeout_timer();
@@ -33,18 +33,26 @@ dtmf_stream::dtmf_stream(std::string stream_id, std::string digit_text, int payl
     set_digit();
 }
 
-void dtmf_stream::set_digit() {
+std::optional<std::uint8_t> dtmf_stream::event_code(char digit) {
     constexpr std::string_view codes = "0123456789*#";
+    const auto code = codes.find(digit);
+    if (code == std::string_view::npos) {
+        return std::nullopt;
+    }
+    return static_cast<std::uint8_t>(code);
+}
+
+void dtmf_stream::set_digit() {
     if (digits.size() != 1) {
         log_line() << "-- stream(" << id << ") Invalid DTMF digit string " << digits;
         return;
     }
-    const auto code = codes.find(digits.front());
-    if (code == std::string_view::npos) {
+    const auto code = event_code(digits.front());
+    if (!code) {
         log_line() << "-- stream(" << id << ") Invalid DTMF digit " << digits;
         return;
     }
-    event[0] = static_cast<char>(code);
+    event[0] = static_cast<char>(*code);
 }
 
 int dtmf_stream::read_incoming_rtp(char* buf, int, bool) {
@@ -53,7 +61,7 @@ int dtmf_stream::read_incoming_rtp(char* buf, int, bool) {
         const int longer = rtp_packet::read_be16(&event[2]) + frame_samples();
         rtp_packet::write_be16(&event[2], static_cast<std::uint16_t>(longer));
     } else {
-        event[1] = static_cast<char>(end_flag | volume);
+        event[1] = static_cast<char>(end_flag | event_volume);
     }
     // Without a buffer the packet goes where the bridge looks for it.
     char* const packet = buf != nullptr ? buf : reinterpret_cast<char*>(incoming.data());
@@ -62,11 +70,14 @@ int dtmf_stream::read_incoming_rtp(char* buf, int, bool) {
 
     count_incoming(event_packet_bytes);
     if (incoming_packets > static_cast<long long>(end_after) + end_packets) {
-        // The reader holds on to this stream; it ends on the loop's next turn.
-        deletion_timer.set<dtmf_stream, &dtmf_stream::deletion_callback>(this);
-        deletion_timer.start(0.0);
+        end_soon();
     }
     return event_packet_bytes;
+}
+
+void dtmf_stream::end_soon() {
+    deletion_timer.set<dtmf_stream, &dtmf_stream::deletion_callback>(this);
+    deletion_timer.start(0.0);
 }
 
 int dtmf_stream::write_outgoing(const char*, int) {

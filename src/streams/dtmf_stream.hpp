@@ -7,6 +7,9 @@
 #include "util/event_loop.hpp"
 
 #include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
 
 namespace vocalink {
@@ -26,15 +29,25 @@ class dtmf_stream : public timer_stream {
     void dump_stats(std::ostream& os) override;
     void dump_detailed_stats(std::ostream& os) override;
     [[nodiscard]] std::string list_stream() override;
+    [[nodiscard]] std::unique_ptr<conference_leg> make_conference_leg() override;
 
   private:
+    class leg; // dtmf_conference.cpp
+
+    static constexpr std::uint8_t event_volume = 10; // -dBm0
+
+    /** The event of a digit (RFC 4733 3.2); none for what is no digit. */
+    [[nodiscard]] static std::optional<std::uint8_t> event_code(char digit);
     void set_digit();
+    /** Ends this stream on the loop's next turn: whoever reads it now holds on to it. */
+    void end_soon();
     void deletion_callback(ev::timer& timer, int events);
 
     ev::timer deletion_timer;
     const int end_after; // packets after the first that extend the event
     const std::string digits;
-    const int duration; // as commanded
+    const int payload_type; // as commanded
+    const int duration;     // as commanded
     rtp_hdr_t rtp_header;
     std::array<char, event_payload_bytes> event; // of the packet before
 };

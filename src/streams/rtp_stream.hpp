@@ -7,6 +7,7 @@
 #include "rtp/code_watcher.hpp"
 #include "rtp/event_numbering.hpp"
 #include "rtp/event_receiver.hpp"
+#include "rtp/line_quality.hpp"
 #include "rtp/rtp_packet.hpp"
 #include "rtp/rtp_view.hpp"
 #include "rtp/sap_announcer.hpp"
@@ -54,11 +55,17 @@ class rtp_stream : public stream {
     int write_outgoing(const char* buf, int len) override;
     void dump_stats(std::ostream& os) override;
     void dump_detailed_stats(std::ostream& os) override;
+    void set_stream_payload(int payload_type) override;
+    void set_stream_events(int payload_type) override;
+    void output_line_stats(std::ostream& os) const override;
     [[nodiscard]] std::string list_stream() override;
+    [[nodiscard]] std::unique_ptr<conference_leg> make_conference_leg() override;
     void enable_stream_loop() override;
     void disable_stream_loop() override;
 
   private:
+    class leg; // rtp_conference.hpp
+
     // Construction: rtp_stream.cpp
     /** A non-blocking UDP socket. @throws stream_exception */
     static util::unique_fd new_udp_socket();
@@ -91,9 +98,15 @@ class rtp_stream : public stream {
     void prepare_own_packet(bool audio);
     int send_protected(const char* pkt, int len);
     int send_packet(const char* pkt, int len);
+    int send_counted(const char* pkt, int len, bool audio);
+
+    // Payload types: rtp_stream_types.cpp
+    [[nodiscard]] int audio_type() const;
+    [[nodiscard]] bool is_event_type(int payload_type) const;
+    [[nodiscard]] int event_type_or(int usual) const;
 
     // Encryption: rtp_stream_srtp.cpp
-    void unprotect(char* packet, int& len);
+    bool unprotect(char* packet, int& len);
     void protect(char* packet, int& len);
 
     // Announcement: rtp_stream_sap.cpp
@@ -102,6 +115,9 @@ class rtp_stream : public stream {
     util::unique_fd fd;
     sockaddr_in remote_addr{}; // the last sender, or as commanded
     sockaddr_in local_addr{};
+
+    int named_event_type = -1; // of keys, besides the usual ones; -1 for none
+    line_quality line;         // measured in conferences
 
     event_receiver keys; // that the far end presses
     code_watcher codes;  // that it sends in its packets

@@ -36,10 +36,15 @@ int rtp_stream::write_outgoing(const char* buf, int len) {
         renumber_event(event_copy, view);
         pkt = event_copy;
     }
-    log_packet(pcap_out, pkt, need, dir_out, audio);
+    return send_counted(pkt, need, audio);
+}
+
+/** Records, counts and sends a packet, protected if keys are set. */
+int rtp_stream::send_counted(const char* pkt, int len, bool audio) {
+    log_packet(pcap_out, pkt, len, dir_out, audio);
     last_rx_time = util::loop_now();
     outgoing_packets += 1;
-    return srtp ? send_protected(pkt, need) : send_packet(pkt, need);
+    return srtp ? send_protected(pkt, len) : send_packet(pkt, len);
 }
 
 void rtp_stream::report_size_mismatch(int need, int available) {

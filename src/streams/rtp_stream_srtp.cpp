@@ -29,21 +29,23 @@ void rtp_stream::set_stream_encryption(const unsigned char* send_key,
     srtp = std::make_unique<srtp_sessions>(srtp_sessions{std::move(sending), std::move(receiving)});
 }
 
-/** Unprotects a received packet in place, if keys are set. A failure is counted, and the packet
- *  goes on as it is. @param len  bytes in and out */
-void rtp_stream::unprotect(char* packet, int& len) {
+/** Unprotects a received packet in place, if keys are set. A failure is counted and leaves the
+ *  packet as it is. @param len  bytes in and out
+ *  @return false for a failure */
+bool rtp_stream::unprotect(char* packet, int& len) {
     if (!srtp) {
-        return;
+        return true;
     }
     const srtp_err_status_t status = srtp->recv.unprotect(packet, len);
     if (status == srtp_err_status_ok) {
-        return;
+        return true;
     }
     if (decrypt_failures == 0) {
         log_line("stream", id) << "srtp decrypt failed: " << srtp_error(status);
         log_line("stream", id) << "future decryption failures for stream will be supressed";
     }
     decrypt_failures += 1;
+    return false;
 }
 
 /** Protects a packet to be sent in place; a failure is counted and the packet is sent all the same.

@@ -8,6 +8,7 @@
 #include "streams/timer_stream.hpp"
 #include "util/event_loop.hpp"
 
+#include <memory>
 #include <string>
 
 namespace vocalink {
@@ -26,12 +27,15 @@ class sound_stream : public timer_stream {
     void dump_stats(std::ostream& os) override;
     void dump_detailed_stats(std::ostream& os) override;
     [[nodiscard]] std::string list_stream() override;
+    [[nodiscard]] std::unique_ptr<conference_leg> make_conference_leg() override;
 
     [[nodiscard]] std::string get_filename() const { return filename; }
     /** "loop" or "noloop". */
     [[nodiscard]] std::string get_loopflag() const { return loopflag ? "loop" : "noloop"; }
 
   private:
+    class leg; // sound_conference.cpp
+
     bool next_frame(char* payload_bytes);
     void decode(const char* encoded);
     void nonlooping_soundfile_eof_callback(ev::timer& timer, int events);

@@ -99,12 +99,26 @@ void stream::set_stream_encryption(const unsigned char*, const unsigned char*) {
     log_line("stream", id) << "WARNING set encryption not implemented for this stream type!";
 }
 
+void stream::set_stream_payload(int) {
+    log_line("stream", id) << "WARNING set payload not implemented for this stream type!";
+}
+
+void stream::set_stream_events(int) {
+    log_line("stream", id) << "WARNING set events not implemented for this stream type!";
+}
+
+void stream::output_line_stats(std::ostream&) const {}
+
 void stream::put_tones(std::string) {
     log_line() << "unimplemented function called";
 }
 
-void stream::output_stats(std::ostream& os) {
+void stream::output_packet_counts(std::ostream& os) const {
     os << " incoming_packets=" << incoming_packets << " outgoing_packets=" << outgoing_packets;
+}
+
+void stream::output_stats(std::ostream& os) {
+    output_packet_counts(os);
     if (read_failures != 0) {
         os << " packet_read_failures=" << read_failures;
     }

@@ -19,6 +19,8 @@
 
 namespace vocalink {
 
+class conference_leg;
+
 /** Codes of the kinds that others must tell apart. */
 enum stream_kind : int {
     kind_other = 0,
@@ -120,12 +122,22 @@ class stream {
     /** Installs SRTP keys of 30 bytes each; the base only logs that it takes none. */
     virtual void set_stream_encryption(const unsigned char* send_key,
                                        const unsigned char* recv_key);
+    /** Names the payload type of this stream's audio, 96 to 127, where its codec has none of its own;
+     *  the base only logs. */
+    virtual void set_stream_payload(int payload_type);
+    /** Names a payload type of telephone events, 96 to 127, besides the usual ones; the base only
+     *  logs that it has none. */
+    virtual void set_stream_events(int payload_type);
     /** Sends a packet of len bytes as it is, or the encoded outgoing frame when buf is null. The
      *  packet may be shared with other members and is not changed.
      *  @return bytes sent, 0 when nothing was, -1 when the socket would not take it at once */
     virtual int write_outgoing(const char* buf, int len) = 0;
     /** " incoming_packets=N outgoing_packets=N", and the failures if there were any. */
     virtual void output_stats(std::ostream& os);
+    /** " incoming_packets=N outgoing_packets=N". */
+    void output_packet_counts(std::ostream& os) const;
+    /** What the line from the far end is like, " lost=N" and more; the base has no line. */
+    virtual void output_line_stats(std::ostream& os) const;
     /** One row of addresses for the operator; no line end. */
     virtual void dump_stats(std::ostream& os) = 0;
     /** One row of counters for the operator; no line end. */
@@ -138,6 +150,9 @@ class stream {
     virtual void put_tones(std::string digits);
     /** What the list command shows of this stream. */
     [[nodiscard]] virtual std::string list_stream() = 0;
+    /** This stream's part in a conference that it joins. @throws stream_exception when a codec state
+     *  cannot be made */
+    [[nodiscard]] virtual std::unique_ptr<conference_leg> make_conference_leg() = 0;
     virtual void enable_stream_loop();
     virtual void disable_stream_loop();
 

@@ -119,7 +119,11 @@ void tone_stream::run_detector(const char* body, std::size_t body_bytes) {
         return;
     }
     log_line() << "detected: " << digits.data();
-    detected += digits.data();
+    keep_digits(digits.data());
+}
+
+void tone_stream::keep_digits(const std::string& digits) {
+    detected += digits;
     if (detected.size() > kept_digits) {
         detected.erase(0, detected.size() - kept_digits);
     }

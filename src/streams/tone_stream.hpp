@@ -2,21 +2,17 @@
 // The generator and detector of signalling tones.
 #pragma once
 
+#include "audio/tone_detector.hpp"
 #include "audio/tone_generator.hpp"
 #include "rtp/rtp_packet.hpp"
 #include "streams/timer_stream.hpp"
-#include "util/c_handle.hpp"
 #include "util/repeat_guard.hpp"
 
 #include <array>
+#include <memory>
 #include <string>
 
-#include <spandsp.h>
-
 namespace vocalink {
-
-using bell_mf_rx_ptr = util::c_handle<bell_mf_rx_state_t, bell_mf_rx_free>;
-using dtmf_rx_ptr = util::c_handle<dtmf_rx_state_t, dtmf_rx_free>;
 
 /** Sends signalling tones into a bridge, and may look for them in what the bridge sends it. Both
  *  sides of its packets are raw 16-bit samples in host order, not µ-law. Tones reach a partner by
@@ -33,6 +29,7 @@ class tone_stream : public timer_stream {
     void dump_stats(std::ostream& os) override;
     void dump_detailed_stats(std::ostream& os) override;
     [[nodiscard]] std::string list_stream() override;
+    [[nodiscard]] std::unique_ptr<conference_leg> make_conference_leg() override;
 
     /** Queues digits to send. */
     void put_tones(std::string digits) override;
@@ -46,7 +43,11 @@ class tone_stream : public timer_stream {
     [[nodiscard]] std::string tones_detected(bool clear);
 
   private:
+    class leg; // tone_conference.cpp
+
     void make_detector();
+    /** Keeps digits for tones_detected(). */
+    void keep_digits(const std::string& digits);
     void run_detector(const char* body, std::size_t body_bytes);
 
     static constexpr int generated_samples = 400;

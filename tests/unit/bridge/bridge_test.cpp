@@ -3,6 +3,7 @@
 #include "base/config.hpp"
 #include "base/exceptions.hpp"
 #include "bridge/bridge.hpp"
+#include "streams/conference_leg.hpp"
 
 #include <gtest/gtest.h>
 
@@ -29,6 +30,7 @@ struct fake_stream : stream {
     void dump_stats(std::ostream&) override {}
     void dump_detailed_stats(std::ostream&) override {}
     std::string list_stream() override { return id; }
+    std::unique_ptr<conference_leg> make_conference_leg() override { return nullptr; }
 
     using stream::incoming;
     using stream::loop;

@@ -16,7 +16,7 @@ class key_receiver_test : public testing::Test {
     /** Takes a packet of key 5, 20 ms after the one before. */
     void packet(std::uint32_t timestamp, int duration, bool end = false, int event = 5) {
         now_s += 0.02;
-        note(keys.put({1, timestamp, event, 10, duration, end}, now_s));
+        note(keys.put({1, timestamp, {event, end, 10, duration}}, now_s));
     }
     void wait(double s) {
         now_s += s;
@@ -25,9 +25,9 @@ class key_receiver_test : public testing::Test {
     void note(const key_receiver::changes& changes) {
         for (int i = 0; i < changes.count; ++i) {
             const auto& change = changes.list[static_cast<std::size_t>(i)];
-            text << (change.down ? "+" : "-") << change.event;
+            text << (change.down ? "+" : "-") << change.event.code;
             if (!change.down) {
-                text << ":" << change.duration;
+                text << ":" << change.event.duration;
             }
             text << " ";
         }

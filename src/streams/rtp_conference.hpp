@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The RTP endpoint in a conference.
+#pragma once
+
+#include "audio/playout_buffer.hpp"
+#include "audio/voice_encoder.hpp"
+#include "rtp/key_receiver.hpp"
+#include "rtp/key_sender.hpp"
+#include "rtp/rtp_view.hpp"
+#include "streams/conference_leg.hpp"
+#include "streams/rtp_stream.hpp"
+
+#include <cstdint>
+
+namespace vocalink {
+
+/** Reads the socket once a tick, plays what came through a playout buffer, and sends what the member
+ *  hears in its own codec. A telephone's packets wait for the tick anyway; reading there saves a
+ *  wake-up per packet, and a flood at one port waits in that port's socket. The kernel's time stamps
+ *  tell when each packet came. */
+class rtp_stream::leg : public conference_leg {
+  public:
+    explicit leg(rtp_stream& stream);
+
+    [[nodiscard]] const tick_frame* speak(double now_s) override;
+    [[nodiscard]] bool listens() const override { return true; }
+    void hear(const tick_frame& frame, double now_s) override;
+    void take_key(const key_press& key) override;
+
+  private:
+    // Receiving: rtp_conference_receive.cpp
+    void discard_waiting();
+    int receive_waiting(double now_s);
+    void take_packet(char* packet, int len, const sockaddr_in& sender, double arrival_s);
+    [[nodiscard]] int codec_type(int payload_type) const;
+    void take_audio(const rtp_view& view, double arrival_s);
+    void take_event(const rtp_view& view, double arrival_s);
+    void report(const key_receiver::changes& changes);
+    void note_line();
+
+    // Sending: rtp_conference_send.cpp
+    void send_audio(const tick_frame& frame);
+    void send(int payload_type, bool marker, std::uint32_t timestamp,
+              std::span<const std::uint8_t> payload, bool audio);
+
+    rtp_stream& owner;
+    playout_buffer playout;
+    tick_frame said{};
+    key_receiver keys_in;
+    key_sender keys_out;
+    voice_encoder encoder;
+    std::uint32_t clock;        // timestamp of this tick
+    int waiting_samples = 0;    // taken by the encoder, not yet in a packet
+    bool first_packet = true;   // since the join
+    const line_quality earlier; // what came before this join
+};
+
+} // namespace vocalink

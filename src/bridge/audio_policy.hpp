@@ -22,7 +22,8 @@ class audio_policy {
     audio_policy& operator=(const audio_policy&) = delete;
     virtual ~audio_policy() = default;
 
-    /** The stream has just become a member. */
+    /** The stream has just become a member.
+     *  @throws bridge_exception, stream_exception when it cannot take part; it is then no member */
     virtual void joined(stream& member) = 0;
     /** The stream has just ceased to be a member. It may be ending, with its derived part gone: only
      *  the base part of it may be used. */
@@ -37,5 +38,9 @@ using audio_policy_maker = std::unique_ptr<audio_policy> (*)(const std::string& 
 /** Relay for a pair of one codec, a mix every 30 ms for all else, as `new vocalink` promises. */
 [[nodiscard]] std::unique_ptr<audio_policy> make_relay_mix(const std::string& bridge_id,
                                                            const bridge_members& members);
+
+/** A conference: every member is mixed, every 20 ms. */
+[[nodiscard]] std::unique_ptr<audio_policy> make_conference(const std::string& bridge_id,
+                                                            const bridge_members& members);
 
 } // namespace vocalink

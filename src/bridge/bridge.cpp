@@ -41,7 +41,13 @@ void bridge::add_stream(stream* joining) {
     }
     streams.emplace(joining->id, joining);
     joining->deleted_signal.connect(this, &bridge::remove_stream);
-    audio->joined(*joining);
+    try {
+        audio->joined(*joining);
+    } catch (...) {
+        joining->deleted_signal.disconnect(this, &bridge::remove_stream);
+        streams.erase(joining->id);
+        throw;
+    }
     last_change = loop_now();
     log_line("bridge", id) << "stream(" << joining->id << ") joined.";
 }

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The tick that all conferences of the process share.
+#pragma once
+
+#include "util/event_loop.hpp"
+#include "util/unique_fd.hpp"
+
+#include <vector>
+
+namespace vocalink {
+
+/** What is called every tick. */
+class tick_listener {
+  public:
+    virtual void tick(double now_s) = 0;
+
+  protected:
+    ~tick_listener() = default;
+};
+
+/** Calls its listeners every 20 ms of the monotonic clock, on an absolute schedule: it does not
+ *  drift, and a late wake-up is caught up, by five ticks at most; after a longer one the schedule
+ *  starts anew. Stands still while nobody listens. Loop thread only. */
+class conference_clock {
+  public:
+    static conference_clock& instance();
+
+    /** @throws bridge_exception when the system gives no timer */
+    void add(tick_listener& listener);
+    /** Also from within a tick. Does nothing for one that does not listen. */
+    void remove(tick_listener& listener);
+
+  private:
+    void start();
+    void handle_expiry(ev::io& io, int events);
+    void tick_all();
+
+    util::unique_fd timer;                 // while there are listeners
+    std::vector<tick_listener*> listeners; // null: removed during a tick
+    bool ticking = false;
+    ev::io watcher; // after the timer: stops before it closes
+};
+
+} // namespace vocalink

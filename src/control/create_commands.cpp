@@ -88,6 +88,11 @@ command_result create_bridge(owned_objects& owner, const std::string& id, word_l
     return "SUCCESS";
 }
 
+command_result create_conference(owned_objects& owner, const std::string& id, word_list&) {
+    owner.adopt(std::make_unique<bridge>(id, make_conference));
+    return "SUCCESS";
+}
+
 constexpr object_type object_types[] = {
     {"rtp_stream", taken_stream, 4,
      "new rtp_stream command requires four arguments: 'id ip_address port encoding'",
@@ -106,6 +111,8 @@ constexpr object_type object_types[] = {
     {"tone_stream", taken_stream, 2,
      "new tone_stream command requires three arguments: 'id type detection'", create_tone_stream,
      false},
+    {"conference", taken_bridge, 0, "new conference command requires one argument: 'id'",
+     create_conference, false},
 };
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "control/word_table.hpp"
 #include "util/base64.hpp"
 
+#include <charconv>
 #include <cstdlib>
 #include <optional>
 #include <span>
@@ -70,6 +71,33 @@ command_result set_encryption(stream& changed, word_list& words) {
     return "SUCCESS";
 }
 
+/** A payload type that SDP leaves to the parties (RFC 3551 3), or nothing. */
+std::optional<int> dynamic_payload_type(const word_list& words) {
+    constexpr int first_dynamic = 96;
+    constexpr int last_dynamic = 127;
+    if (words.size() != 1) {
+        return std::nullopt;
+    }
+    int type = 0;
+    const char* const end = words[0].data() + words[0].size();
+    const auto [stop, error] = std::from_chars(words[0].data(), end, type);
+    if (error != std::errc{} || stop != end || type < first_dynamic || type > last_dynamic) {
+        return std::nullopt;
+    }
+    return type;
+}
+
+/** Wraps an operation of the stream that takes a dynamic payload type. */
+template <void (stream::*Operation)(int)>
+command_result with_payload_type(stream& changed, word_list& words) {
+    const std::optional<int> type = dynamic_payload_type(words);
+    if (!type) {
+        return "ERROR invalid payload type";
+    }
+    (changed.*Operation)(*type);
+    return "SUCCESS";
+}
+
 constexpr feature settable[] = {
     {"targets", with_words<&stream::set_stream_targets>},
     {"restricted", plain<&stream::set_stream_restricted>},
@@ -77,6 +105,8 @@ constexpr feature settable[] = {
     {"selective", plain<&stream::set_stream_selective>},
     {"endpoint", set_endpoint},
     {.word = "encryption", .apply = set_encryption, .secret = true},
+    {"payload", with_payload_type<&stream::set_stream_payload>, false},
+    {"events", with_payload_type<&stream::set_stream_events>, false},
 };
 
 constexpr feature clearable[] = {

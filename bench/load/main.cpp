@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Load program for the whole daemon: what calls and conferences cost, beside the least they could.
-#include "load/parts.hpp"
+#include "load/benchmarks.hpp"
+#include "util/descriptor_limit.hpp"
 
+#include <algorithm>
 #include <cstdlib>
-#include <exception>
 #include <iostream>
+#include <string_view>
+#include <vector>
 
 #include <unistd.h>
 
@@ -12,34 +15,32 @@ namespace vocalink::bench {
 
 namespace {
 
-void measure(bench_run& run) {
-    struct part {
-        const char* name;
-        void (*measure)(bench_run&);
-    };
-    for (const part& each :
-         {part{"relay", measure_relay}, part{"conference", measure_conference},
-          part{"sound", measure_sound}, part{"recording", measure_recording},
-          part{"allocations", measure_allocations}, part{"memory", measure_memory}}) {
-        if (run.options.parts.count(each.name) == 0) {
-            continue;
+using sizes = std::vector<std::int64_t>;
+
+benchmark::internal::Benchmark* add(const char* name, void (*measure)(benchmark::State&),
+                                    const char* size, const sizes& each) {
+    auto* added = benchmark::RegisterBenchmark(name, [measure](benchmark::State& state) {
+        for ([[maybe_unused]] auto once : state) {
+            measure(state);
         }
-        try {
-            each.measure(run);
-        } catch (const std::exception& error) {
-            run.figures.failure(std::string(each.name) + ": " + error.what());
-        }
-    }
-    report_arithmetic(run);
+    });
+    added->Iterations(1)->ArgName(size);
+    added->ComputeStatistics("min", [](const auto& values) { return std::ranges::min(values); });
+    added->ComputeStatistics("max", [](const auto& values) { return std::ranges::max(values); });
+    std::ranges::for_each(each, [added](std::int64_t arg) { added->Arg(arg); });
+    return added;
 }
 
-void note_conditions(bench_run& run) {
-    run.figures.note("medians of " + std::to_string(run.options.rounds) + " rounds of " +
-                     fixed(run.options.seconds, 1) +
-                     " s, bare loop and daemon by turns; PCMU, 172-byte packets, 127.0.0.1");
-    run.figures.note("generator on core " + std::to_string(run.cores.generator) +
-                     ", measured process on core " + std::to_string(run.cores.measured));
-    run.figures.note("memory is the process's own; the kernel's socket memory is not in it");
+void add_all(bool quick) {
+    round_s = quick ? 0.5 : round_s;
+    add("relay", measure_relay, "pairs", quick ? sizes{20} : sizes{10, 100, 1000});
+    add("conference", measure_conference, "members",
+        quick ? sizes{3, 10} : sizes{3, 10, 100, 1000});
+    add("sound", measure_sound, "files", quick ? sizes{50} : sizes{1000});
+    add("recording", measure_recording, "pairs", quick ? sizes{20} : sizes{100, 250});
+    add("allocations", measure_allocations, "members", sizes{12})->Repetitions(1);
+    add("idle_memory", measure_idle_memory, "streams", {quick ? 500 : 10'000})->Repetitions(1);
+    add("many_lives", measure_many_lives, "streams", {quick ? 2'000 : 100'000})->Repetitions(1);
 }
 
 } // namespace
@@ -48,19 +49,22 @@ void note_conditions(bench_run& run) {
 
 int main(int argc, char** argv) {
     using namespace vocalink::bench;
-    int exit_status = EXIT_SUCCESS;
-    const auto options = parse_options(argc, argv, exit_status);
-    if (!options) {
-        return exit_status;
+    std::vector<char*> arguments(argv, argv + argc);
+    const bool quick =
+        std::erase_if(arguments, [](std::string_view word) { return word == "--quick"; }) != 0;
+    char repetitions[] = "--benchmark_repetitions=9", one[] = "--benchmark_repetitions=1";
+    char aggregates_only[] = "--benchmark_display_aggregates_only=true";
+    arguments.insert(arguments.begin() + 1, {quick ? one : repetitions, aggregates_only});
+    int count = static_cast<int>(arguments.size());
+    benchmark::Initialize(&count, arguments.data());
+    if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) {
+        return EXIT_FAILURE;
     }
+    add_all(quick);
+    vocalink::util::raise_descriptor_limit();
+    pin(getpid(), role::generator);
     try {
-        raise_descriptor_limit();
-        bench_run run{*options, plan_cores(), {}, {}};
-        pin_to_core(getpid(), run.cores.generator);
-        note_conditions(run);
-        measure(run);
-        run.figures.print(std::cout);
-        return run.figures.failed() ? EXIT_FAILURE : EXIT_SUCCESS;
+        return run_and_print() ? EXIT_SUCCESS : EXIT_FAILURE;
     } catch (const std::exception& error) {
         std::cerr << "vocalink_load: " << error.what() << std::endl;
         return EXIT_FAILURE;

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Calls, conferences and recorded calls: the daemon beside the least that could do the same.
+#include "load/bare_loops.hpp"
+#include "load/benchmarks.hpp"
+#include "load/loaded_daemon.hpp"
+
+#include <filesystem>
+
+namespace vocalink::bench {
+
+namespace {
+
+constexpr std::size_t pcap_header_bytes = 24;
+// Record header, link, IPv4 and UDP header, and the packet.
+constexpr std::size_t pcap_record_bytes = 16 + 4 + 20 + 8 + packet_bytes;
+
+/** Nothing was lost and nothing was still waiting when the next packet of its leg came. */
+bool held(const round_result& round) {
+    return round.lost() == 0 && round.latency_us(0.99) < 1e6 * relay_traffic::interval_s;
+}
+
+void add_latency_rows(benchmark::State& state, const round_result& bare,
+                      const round_result& daemon) {
+    add_row(state, "one-way latency, median, us", bare.latency_us(0.5), daemon.latency_us(0.5));
+    add_row(state, "one-way latency, 99th percentile, us", bare.latency_us(0.99),
+            daemon.latency_us(0.99));
+}
+
+} // namespace
+
+void measure_relay(benchmark::State& state) {
+    const auto pairs = size_of(state);
+    load_socket socket;
+    const bare_loop bare(2 * pairs, socket.port(), relay_for_ever);
+    loaded_daemon daemon(socket.port());
+    daemon.add_pairs(pairs);
+    const auto [of_bare, of_daemon] =
+        run_by_turns<relay_traffic>(socket, bare.process(), daemon.process());
+    add_row(state, "CPU us per packet", of_bare.cpu_us(), of_daemon.cpu_us(), 1.15);
+    add_row(state, "share of one core, %", 100 * of_bare.cpu_s / of_bare.seconds,
+            100 * of_daemon.cpu_s / of_daemon.seconds);
+    add_row(state, "held on one core", held(of_bare), held(of_daemon));
+    add_latency_rows(state, of_bare, of_daemon);
+    add_losses(state, of_bare, of_daemon, of_bare.lost(), of_daemon.lost());
+}
+
+void measure_conference(benchmark::State& state) {
+    const auto members = size_of(state);
+    load_socket socket;
+    const bare_loop bare(members, socket.port(), mix_for_ever);
+    loaded_daemon daemon(socket.port());
+    daemon.add_conference(members);
+    const auto [of_bare, of_daemon] =
+        run_by_turns<conference_traffic>(socket, bare.process(), daemon.process());
+    add_row(state, "CPU us per member and cycle", of_bare.cpu_us(), of_daemon.cpu_us(), 1.25);
+    double read = 0;
+    for (const ended_leg& leg : daemon.delete_legs()) {
+        read += static_cast<double>(leg.incoming);
+    }
+    const double sent = static_cast<double>(of_daemon.sent) * (1 + warm_up_s / round_s);
+    add_row(state, "packets read of those sent, %", 100 * read / sent);
+    expect_none(state, "members who heard nothing", of_bare.unheard + of_daemon.unheard);
+    add_losses(state, of_bare, of_daemon, of_bare.missing, of_daemon.missing);
+}
+
+/** The rival is the daemon too, with the same calls that nobody records. */
+void measure_recording(benchmark::State& state) {
+    const auto pairs = size_of(state);
+    load_socket socket;
+    loaded_daemon plain(socket.port()), recording(socket.port());
+    plain.add_pairs(pairs);
+    recording.add_pairs(pairs);
+    recording.start_recordings();
+    const auto [of_plain, of_recorded] =
+        run_by_turns<relay_traffic>(socket, plain.process(), recording.process());
+    add_row(state, "event loop thread, CPU us per packet", of_plain.loop_us(),
+            of_recorded.loop_us(), 1.25);
+    add_row(state, "all threads, CPU us per packet", of_plain.cpu_us(), of_recorded.cpu_us());
+    add_latency_rows(state, of_plain, of_recorded);
+    std::uint64_t passed = 0, recorded = 0, differing = 0;
+    recording.finish_recordings();
+    for (const ended_leg& leg : recording.delete_legs()) {
+        const std::uintmax_t bytes = std::filesystem::file_size(leg.recording) - pcap_header_bytes;
+        const std::uint64_t packets = leg.incoming + leg.outgoing;
+        passed += packets;
+        recorded += bytes / pcap_record_bytes;
+        differing += bytes == packets * pcap_record_bytes ? 0 : 1;
+    }
+    add_row(state, "packets recorded", static_cast<double>(recorded));
+    expect_none(state, "packets missing in the files", passed - recorded);
+    expect_none(state, "files that differ from their stream's counts", differing);
+    add_losses(state, of_plain, of_recorded, of_plain.lost(), of_recorded.lost());
+}
+
+} // namespace vocalink::bench

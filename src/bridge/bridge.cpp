@@ -78,23 +78,6 @@ stream* bridge::find_stream(const std::string& stream_id) const {
     return found == streams.end() ? nullptr : found->second;
 }
 
-std::string bridge::list_streams() const {
-    std::string list;
-    for (const auto& [member_id, member] : streams) {
-        list += list.empty() ? "(" : ",(";
-        list += member->list_stream() + ")";
-    }
-    return list;
-}
-
-void bridge::show_streams() const {
-    std::string table = stream::table_header; // written at once: a write for each line takes long
-    for (const auto& [member_id, member] : streams) {
-        table += member->table_row();
-    }
-    log_line() << table;
-}
-
 void bridge::bridge_timeout_callback(ev::timer&, int) {
     const double timeout = config::instance().timeout_seconds;
     if (timeout > loop_now() - last_change || !streams.empty()) {

@@ -41,10 +41,8 @@ class bridge {
     [[nodiscard]] int stream_count() const { return static_cast<int>(streams.size()); }
     /** The member of that id, or null. */
     [[nodiscard]] stream* find_stream(const std::string& stream_id) const;
-    /** The members' own list texts, "(X),(Y)". */
-    [[nodiscard]] std::string list_streams() const;
-    /** Writes the table of members to the log. */
-    void show_streams() const;
+    /** The members by id, for listings; each join and leave changes the map. */
+    [[nodiscard]] const bridge_members& members() const { return streams; }
 
   private:
     void let_go(stream& leaving);

@@ -3,11 +3,17 @@
 #include "base/exceptions.hpp"
 #include "control/commands.hpp"
 #include "control/connection.hpp"
+#include "control/listing.hpp"
 #include "control/word_table.hpp"
 #include "recording/logging_thread.hpp"
 #include "recording/rec_mover_thread.hpp"
 #include "util/log_line.hpp"
 #include "util/text.hpp"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
 
 namespace vocalink {
 
@@ -15,58 +21,100 @@ using util::log_line;
 
 namespace {
 
-/** Calls show for the object of each id, in the order given, or for all when no id is given;
- *  unknown ids are passed over. */
-template <class Object, class Show>
-void show_each(const std::map<std::string, Object*>& objects, const word_list& ids, Show show) {
-    for (const std::string& id : ids) {
-        if (const auto found = objects.find(id); found != objects.end()) {
-            show(*found->second);
+// Some 200 microseconds of work; a controller may list ten thousand streams in one command.
+constexpr int entries_per_step = 100;
+
+/** Answers with a list. @param add  adds the next entry to a text; @return false at the end */
+template <class Add>
+command_result list_in_steps(Add add) {
+    return command_result::in_steps(
+        [add, list = std::string("SUCCESS ")]() mutable -> std::optional<std::string> {
+            for (int i = 0; i < entries_per_step; ++i) {
+                if (!add(list)) {
+                    return std::move(list);
+                }
+            }
+            return std::nullopt;
+        });
+}
+
+/** Logs a table. @param add  adds the next line, its line end first; @return false at the end */
+template <class Add>
+command_result show_in_steps(Add add) {
+    return command_result::in_steps([add]() mutable -> std::optional<std::string> {
+        std::string lines;
+        bool more = true;
+        for (int i = 0; more && i < entries_per_step; ++i) {
+            more = add(lines);
         }
-    }
-    if (ids.empty()) {
-        for (const auto& [id, object] : objects) {
-            show(*object);
+        if (!lines.empty()) {
+            log_line() << std::string_view(lines).substr(1);
         }
-    }
+        return more ? std::nullopt : std::optional<std::string>("SUCCESS");
+    });
 }
 
-std::string list_streams(const owned_objects& owner) {
-    std::string list;
-    for (const auto& [id, listed] : owner.streams()) {
-        list += list.empty() ? "(" : ",(";
-        list += listed->list_stream() + ")";
-    }
-    return "SUCCESS " + list;
+command_result list_streams(const owned_objects& owner) {
+    return list_in_steps([&owner, begun = false, walk = id_cursor()](std::string& list) mutable {
+        stream* const next = walk.next(owner.streams());
+        if (next != nullptr) {
+            list += begun ? ",(" : "(";
+            list += next->list_stream() + ")";
+            begun = true;
+        }
+        return next != nullptr;
+    });
 }
 
-std::string list_bridges(const owned_objects& owner) {
-    std::string list;
-    for (const auto& [id, listed] : owner.bridges()) {
-        list += list.empty() ? "" : ",";
-        list += util::escape(id) + ",(" + listed->list_streams() + ")";
-    }
-    return "SUCCESS " + list;
+command_result list_bridges(const owned_objects& owner) {
+    return list_in_steps(
+        [&owner, begun = false, walk = bridge_walk({})](std::string& list) mutable {
+            const bridge_walk::row next = walk.next(owner);
+            if (next.begun != nullptr) {
+                list += begun ? ")," : "";
+                list += util::escape(next.begun->id) + ",(";
+                begun = true;
+            } else if (next.member != nullptr) {
+                list += list.back() == '(' ? "(" : ",(";
+                list += next.member->list_stream() + ")";
+            } else {
+                list += begun ? ")" : "";
+            }
+            return !next.at_end();
+        });
 }
 
-void show_streams(const owned_objects& owner, const word_list& ids) {
-    std::string table = stream::table_header;
-    show_each(owner.streams(), ids, [&table](stream& shown) { table += shown.table_row(); });
-    log_line() << table;
+command_result show_streams(const owned_objects& owner, word_list& ids) {
+    return show_in_steps(
+        [&owner, begun = false, walk = named_objects(std::move(ids))](std::string& lines) mutable {
+            if (!std::exchange(begun, true)) {
+                lines.append("\n").append(stream::table_header);
+            }
+            stream* const next = walk.next(owner.streams());
+            lines += next == nullptr ? "" : next->table_row();
+            return next != nullptr;
+        });
 }
 
-void show_bridges(const owned_objects& owner, const word_list& ids) {
-    show_each(owner.bridges(), ids, [](const bridge& shown) {
-        log_line() << "->  BRIDGE " << shown.id << " " << std::string(77, '-');
-        shown.show_streams();
+command_result show_bridges(const owned_objects& owner, word_list& ids) {
+    return show_in_steps([&owner, walk = bridge_walk(std::move(ids))](std::string& lines) mutable {
+        const bridge_walk::row next = walk.next(owner);
+        if (next.begun != nullptr) {
+            lines += "\n->  BRIDGE " + next.begun->id + " " + std::string(77, '-') + "\n" +
+                     stream::table_header;
+        } else if (next.member != nullptr) {
+            lines += next.member->table_row();
+        }
+        return !next.at_end();
     });
 }
 
 /** One type that "list" and "show" know. */
 struct listed_type {
     std::string_view word;
-    std::string (*list)(const owned_objects& owner);
-    void (*show)(const owned_objects& owner, const word_list& ids);
+    command_result (*list)(const owned_objects& owner);
+    /** @param ids  of those to show; empty for all */
+    command_result (*show)(const owned_objects& owner, word_list& ids);
     bool listed = true;
 };
 
@@ -92,8 +140,7 @@ command_result show_objects(connection& caller, word_list& words) {
     }
     const listed_type& type = row_of(listed_types, take_word(words),
                                      {"show: unknown object type", "available types are: ", ", "});
-    type.show(caller.objects, words);
-    return "SUCCESS";
+    return type.show(caller.objects, words);
 }
 
 command_result count_queues(connection&, word_list&) {

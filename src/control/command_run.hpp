@@ -34,6 +34,9 @@ class command_run {
     /** Does the next part of the command. @return the reply with its newline, once there is one */
     [[nodiscard]] std::optional<std::string> proceed();
 
+    /** Whether the command goes on in steps: its reply is true of the time when it began. */
+    [[nodiscard]] bool goes_on() const { return next_step != nullptr; }
+
     /** Whether there is nothing to do until a pending reply is finished. That calls
      *  connection::handle_finished_reply. */
     [[nodiscard]] bool waits() const { return awaited != nullptr && !awaited->rest; }

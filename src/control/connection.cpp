@@ -76,7 +76,7 @@ bool connection::take_turn() {
         return !running->waits(); // else handle_finished_reply queues the next turn
     }
     running.reset();
-    output.write(*reply);
+    send_reply(*reply);
     blocked = output.backlog_bytes() > 0; // then handle_drained_output does
     return !blocked;
 }
@@ -114,6 +114,7 @@ void connection::handle_finished_reply() {
 }
 
 void connection::handle_drained_output() {
+    tell_gap();
     if (blocked) {
         blocked = false;
         turns.add(*this);
@@ -121,14 +122,36 @@ void connection::handle_drained_output() {
 }
 
 void connection::notify(std::string text) {
-    log_line() << "<- connection(" << name << "): " << text;
-    if (output.backlog_bytes() > max_backlog_bytes) {
+    const bool listing = running && running->goes_on();
+    if (output.backlog_bytes() + held_bytes > max_backlog_bytes) {
         if (dropped_notices++ == 0) {
             log_line("connection", name) << "client does not read, dropping notices";
         }
-        return;
+    } else if (listing) {
+        held_bytes += text.size();
+        held_notices.push_back(std::move(text));
+    } else {
+        log_line() << "<- connection(" << name << "): " << text;
+        tell_gap();
+        output.write(text + "\n");
     }
-    output.write(text + "\n");
+}
+
+void connection::send_reply(const std::string& line) {
+    tell_gap();
+    output.write(line);
+    held_bytes = 0;
+    for (std::string& notice : std::exchange(held_notices, {})) {
+        notify(std::move(notice));
+    }
+}
+
+/** Tells the client how many notices it lacks at this place. */
+void connection::tell_gap() {
+    if (dropped_notices > 0) {
+        log_line("connection", name) << dropped_notices << " notices dropped";
+        output.write("NOTICES DROPPED " + std::to_string(std::exchange(dropped_notices, 0)) + "\n");
+    }
 }
 
 } // namespace vocalink

@@ -13,6 +13,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace vocalink {
 
@@ -50,6 +51,8 @@ class connection final : private turn_taker {
     bool begin_command();
     void read_chunk();
     void handle_drained_output();
+    void send_reply(const std::string& line);
+    void tell_gap();
 
     command_turns& turns;
     util::unique_fd fd;
@@ -59,8 +62,10 @@ class connection final : private turn_taker {
     std::optional<int> end_of_input;    // errno of the last read, 0 at the end of the file
     std::optional<command_run> running; // the command whose reply is to come
     bool blocked = false;               // further commands wait until the client takes the output
-    long long dropped_notices = 0;      // while the client did not read
-    ev::io input_watcher;               // after fd: stops before the descriptor closes
+    long long dropped_notices = 0;      // since the gap was last told
+    std::vector<std::string> held_notices; // of a listing's time; they follow its reply
+    std::size_t held_bytes = 0;            // in held_notices
+    ev::io input_watcher;                  // after fd: stops before the descriptor closes
 };
 
 } // namespace vocalink

@@ -5,6 +5,7 @@
 #include "control/remote.hpp"
 #include "util/descriptor_limit.hpp"
 #include "util/log_line.hpp"
+#include "util/log_writer.hpp"
 #include "util/standard_descriptors.hpp"
 
 #include <srtp2/srtp.h>
@@ -20,6 +21,7 @@ int main(int argc, char** argv) {
     const vocalink::config options(argc, argv);
     if (options.server_socket_path != nullptr) {
         vocalink::util::raise_descriptor_limit();
+        const vocalink::util::log_writer writer;
         vocalink::main daemon(options.server_socket_path);
         return daemon.run();
     }

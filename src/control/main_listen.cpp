@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The daemon's listen socket and the accepting of controllers.
 #include "control/main.hpp"
+#include "util/fatal_error.hpp"
 #include "util/log_line.hpp"
 #include "util/text.hpp"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -16,18 +16,13 @@
 namespace vocalink {
 
 using util::error_text;
+using util::fatal_error;
 using util::log_line;
 
 namespace {
 
 constexpr int listen_backlog = 2;
 constexpr double accept_retry_s = 0.25;
-
-[[noreturn]] void fatal(const char* what) {
-    const int error = errno;
-    log_line("main") << "fatal error " << error << what << error_text(error);
-    std::exit(1);
-}
 
 /** Removes a socket that an earlier run left where its path was cut; the path as given is another one
  *  then. Nothing but a socket is touched: nobody named that path. */
@@ -45,7 +40,7 @@ void main::setup_listen_socket(const char* path) {
     ::unlink(path);
     listen_fd.reset(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!listen_fd) {
-        fatal(" creating listen socket:");
+        fatal_error(errno, " creating listen socket:");
     }
     listen_addr.sun_family = AF_UNIX;
     std::strncpy(listen_addr.sun_path, path, sizeof listen_addr.sun_path - 1);
@@ -54,10 +49,10 @@ void main::setup_listen_socket(const char* path) {
     unlink_stale_socket(listen_addr.sun_path);
     if (::bind(listen_fd.get(), reinterpret_cast<const sockaddr*>(&listen_addr),
                static_cast<socklen_t>(length)) != 0) {
-        fatal(" when binding to listen socket: ");
+        fatal_error(errno, " when binding to listen socket: ");
     }
     if (::listen(listen_fd.get(), listen_backlog) != 0) {
-        fatal(" when listening to listen socket: ");
+        fatal_error(errno, " when listening to listen socket: ");
     }
     listen_watcher.set<main, &main::handle_new_connection>(this);
     accept_retry_timer.set<main, &main::resume_accepting>(this);

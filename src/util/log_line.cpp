@@ -1,21 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// One line of diagnostics on standard error, written whole.
+// One line of diagnostics, composed and handed on whole.
 #include "util/log_line.hpp"
 
-#include <cerrno>
+#include "util/log_writer.hpp"
+
 #include <system_error>
 
-#include <poll.h>
-#include <unistd.h>
-
 namespace vocalink::util {
-
-namespace {
-
-// A log that was set to non-blocking may be full for a moment; a broken-off line is worse.
-constexpr int patience_ms = 10;
-
-} // namespace
 
 log_line::log_line(std::string_view component) {
     text.append("-- ").append(component).append(": ");
@@ -26,26 +17,8 @@ log_line::log_line(std::string_view component, std::string_view id) {
 }
 
 log_line::~log_line() {
-    const int kept_errno = errno; // a line about an error must not change it for the code that logs
     text += '\n';
-    std::string_view rest = text;
-    while (!rest.empty()) {
-        const ssize_t written = ::write(STDERR_FILENO, rest.data(), rest.size());
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-            pollfd writable{STDERR_FILENO, POLLOUT, 0};
-            if (::poll(&writable, 1, patience_ms) == 1) {
-                continue;
-            }
-        }
-        if (written <= 0) {
-            break; // nobody reads the log; the calls go on
-        }
-        rest.remove_prefix(static_cast<std::size_t>(written));
-    }
-    errno = kept_errno;
+    write_log(text);
 }
 
 std::string error_text(int error_number) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// One line of diagnostics on standard error, written whole.
+// One line of diagnostics, composed and handed on whole.
 #pragma once
 
 #include <concepts>
@@ -8,8 +8,9 @@
 
 namespace vocalink::util {
 
-/** Collects one line; the destructor writes it with its newline in one write(2), so that the lines
- *  of several threads never mix. Any thread. Compose a line only when it is to be written. */
+/** Collects one line; the destructor hands it to write_log() with its newline, so that the lines of
+ *  several threads never mix. Any thread. Never waits in the daemon, where a log_writer runs.
+ *  Compose a line only when it is to be written. */
 class log_line {
   public:
     /** A line without prefix. */

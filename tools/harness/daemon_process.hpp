@@ -39,7 +39,8 @@ class daemon_process {
     [[nodiscard]] bool wait_for_log(const std::string& text,
                                     milliseconds timeout = default_timeout);
 
-    /** All that the daemon has written to standard error and standard output so far. */
+    /** All that the daemon has written to standard error and standard output so far. Waits for its
+     *  thread that writes the log, so that what a command logged is there when its reply is. */
     [[nodiscard]] std::string log() const;
 
     /** The end of the log, for messages of failure. */

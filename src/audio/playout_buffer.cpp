@@ -42,7 +42,7 @@ void playout_buffer::put(const voice_packet& packet, double now_s) {
     source.place(position.sequence, place);
     delay.arrived(place - play_position(), now_s);
     take_back_to(place);
-    make_room(place + samples, packet.payload.size());
+    make_room(std::max(place + samples, waiting_end()), packet.payload.size());
     queue.insert({.sequence = position.sequence,
                   .place = place,
                   .samples = samples,

@@ -11,7 +11,7 @@ namespace {
 
 constexpr int fade_begin = 60 * samples_per_ms;
 constexpr int fade_end = 100 * samples_per_ms;
-constexpr int comfort_noise_end = 5000 * samples_per_ms;
+constexpr int comfort_noise_end = 500 * samples_per_ms;
 
 /** A beginning after a gap that has faded is led in over 5 ms. */
 constexpr int lead_in = 5 * samples_per_ms;

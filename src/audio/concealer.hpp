@@ -14,7 +14,8 @@ namespace vocalink {
 
 /** Continues a speaker's wave while packets are missing: G.729 and iLBC by the codec's own means,
  *  the others by repeating the last pitch period. It has faded to silence after 100 ms; the comfort
- *  noise that follows a G.729 silence description goes on for 5 s. Belongs to one playout buffer. */
+ *  noise that follows a G.729 silence description goes on for half a second. Belongs to one playout
+ *  buffer. */
 class concealer {
   public:
     concealer();

@@ -17,7 +17,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto longest_wait = 3750ms; // for the daemon, so that the caller hears within 4 s
-constexpr auto poll_period = 5s;
+constexpr int looks = 6;              // for packets in the time that a caller may be silent
 constexpr const char* retry_after_s = "10";
 
 } // namespace
@@ -50,6 +50,10 @@ bool call::has_leg(std::string_view id) const {
 }
 
 void call::requested(nua_t* stack, std::string_view sdp, bool is_update) {
+    if (over) {
+        nua_respond(handle, SIP_481_NO_TRANSACTION, NUTAG_WITH_THIS(stack), TAG_END());
+        return;
+    }
     if (request) {
         nua_respond(handle, SIP_491_REQUEST_PENDING, NUTAG_WITH_THIS(stack), TAG_END());
         return;
@@ -284,12 +288,12 @@ void call::look_after(clock::time_point now) {
         return;
     }
     const auto silence = owner.configuration().silence;
-    if (over || !leg || leg->choice().flow != direction::both || place == nullptr) {
+    if (over || !leg || leg->choice().flow != direction::both) {
         return;
     }
     if (now - leg->last_heard() >= silence) {
         hang_up("no media");
-    } else if (now - looked >= std::min<clock::duration>(poll_period, silence / 4)) {
+    } else if (now - looked >= std::chrono::duration_cast<clock::duration>(silence) / looks) {
         looked = now;
         leg->look_for_packets();
     }
@@ -297,7 +301,7 @@ void call::look_after(clock::time_point now) {
 
 void call::bridge_ended(std::string_view bridge) {
     if (waiting_room && waiting_room->bridge() == bridge) {
-        hang_up("its lobby has ended");
+        waiting_room->reopen(); // the caller was on hold, and nobody else is ever in it
     }
 }
 

@@ -26,7 +26,7 @@ constexpr std::size_t most_unanswered_bytes = 16'000;
 // A daemon that stands still costs this much and no more; then the link counts as lost.
 constexpr std::size_t most_waiting_bytes = 1 << 20;
 constexpr std::size_t longest_line_bytes = 1 << 20;
-constexpr std::chrono::seconds stall{4};
+constexpr std::chrono::seconds stall{3}; // less than a caller waits
 
 // What follows a word and a blank, or nothing when the line begins otherwise.
 std::optional<std::string_view> after(std::string_view line, std::string_view word) {

@@ -13,8 +13,10 @@
 #include <sofia-sip/sip_header.h>
 #include <sofia-sip/sip_status.h>
 #include <sofia-sip/sip_tag.h>
+#include <sofia-sip/sip_util.h>
 #include <sofia-sip/tport_tag.h>
 #include <sofia-sip/url.h>
+#include <strings.h>
 
 namespace vocalink::dialin {
 
@@ -26,9 +28,17 @@ constexpr const char* allowed_methods = "INVITE, ACK, BYE, CANCEL, OPTIONS, UPDA
 constexpr const char* retry_after_s = "10";
 constexpr unsigned session_expires_s = 1'800; // RFC 4028; finds callers that vanish on hold
 constexpr unsigned least_session_s = 90;
-constexpr unsigned idle_connection_ms = 60'000;
+constexpr unsigned idle_connection_ms = 600'000; // telephones keep theirs through a call
+constexpr unsigned spare_transactions = 100;     // for what is no call
 constexpr unsigned half_message_ms = 10'000;
 constexpr unsigned largest_message_bytes = 64 * 1024;
+
+// A body that is no session description, such as several in one.
+bool has_foreign_body(const sip_t* sip) {
+    return sip->sip_payload != nullptr && sip->sip_payload->pl_len > 0 &&
+           (sip->sip_content_type == nullptr || sip->sip_content_type->c_type == nullptr ||
+            ::strcasecmp(sip->sip_content_type->c_type, "application/sdp") != 0);
+}
 
 // The session description of a message, empty when it has none.
 std::string_view description_of(const sip_t* sip) {
@@ -41,8 +51,10 @@ std::string_view description_of(const sip_t* sip) {
 // The room that the request asks for; its name need not be well-formed.
 std::string room_of(const sip_t* sip) {
     const char* user = sip->sip_request->rq_url->url_user;
-    std::string text = user != nullptr ? user : "";
-    text.resize(text.find(';') == std::string::npos ? text.size() : text.find(';'));
+    const std::string text = user != nullptr ? user : "";
+    if (text.find("%00") != std::string::npos) {
+        return {}; // the library's text would end there
+    }
     std::string decoded(text.size() + 1, '\0');
     url_unescape(decoded.data(), text.c_str());
     decoded.resize(std::char_traits<char>::length(decoded.c_str()));
@@ -76,7 +88,8 @@ void exchange::open_stack() {
     const std::string url = "sip:" + settings.address + ':' + settings.port;
     stack = nua_create(loop.root(), stack_callback, reinterpret_cast<nua_magic_t*>(this),
                        NUTAG_URL(url.c_str()), NTATAG_MAXSIZE(largest_message_bytes),
-                       NTATAG_UDP_MTU(65'535), NTATAG_MAX_PROCEEDING(settings.most_calls),
+                       NTATAG_UDP_MTU(65'535),
+                       NTATAG_MAX_PROCEEDING(settings.most_calls + spare_transactions),
                        NTATAG_SERVER_RPORT(1), TPTAG_IDLE(idle_connection_ms),
                        TPTAG_TIMEOUT(half_message_ms), TPTAG_STUN_SERVER(0), TAG_END());
     if (stack == nullptr) {
@@ -88,7 +101,7 @@ void exchange::open_stack() {
                    SIPTAG_ALLOW_STR(allowed_methods), NUTAG_APPL_METHOD("OPTIONS, UPDATE"),
                    NUTAG_AUTOANSWER(0), NUTAG_AUTOALERT(0), NUTAG_SUPPORTED("timer, 100rel"),
                    NUTAG_SESSION_TIMER(session_expires_s), NUTAG_MIN_SE(least_session_s),
-                   NUTAG_UPDATE_REFRESH(1),
+                   NUTAG_UPDATE_REFRESH(0),
                    SIPTAG_USER_AGENT_STR("vocalink-dialin/" VOCALINK_VERSION), TAG_END());
 }
 
@@ -107,7 +120,10 @@ void exchange::stack_event(nua_event_t event, int status, nua_handle_t* handle, 
         if (status >= 200) {
             break; // the library has refused it
         }
-        if (known != nullptr) {
+        if (has_foreign_body(sip)) {
+            nua_respond(handle, SIP_415_UNSUPPORTED_MEDIA, NUTAG_WITH_THIS(stack),
+                        SIPTAG_ACCEPT_STR("application/sdp"), TAG_END());
+        } else if (known != nullptr) {
             known->requested(stack, description_of(sip), event == nua_i_update);
         } else {
             invited(handle, sip);
@@ -157,6 +173,9 @@ void exchange::invited(nua_handle_t* handle, const sip_t* sip) {
         auto fresh = std::make_unique<call>(*this, handle, ++last_call,
                                             call::invitation{room, *pin, caller, source});
         nua_handle_bind(handle, reinterpret_cast<nua_hmagic_t*>(fresh.get()));
+        if (sip_is_allowed(sip->sip_allow, sip_method_update, "UPDATE") && sip->sip_allow) {
+            nua_set_hparams(handle, NUTAG_UPDATE_REFRESH(1), TAG_END());
+        }
         call& accepted = *calls.emplace(last_call, std::move(fresh)).first->second;
         accepted.requested(stack, description_of(sip), false);
     }

@@ -15,7 +15,7 @@ constexpr std::size_t longest_pin = 32;
 
 lobby::lobby(control_link& control, sound_player& player, std::string bridge, std::string wanted)
     : link(control), sounds(player), bridge_id(std::move(bridge)), pin(std::move(wanted)) {
-    link.send("new conference " + bridge_id);
+    reopen();
     ask();
 }
 

@@ -21,6 +21,8 @@ class lobby {
 
     /** @param event  telephone event code, 0 to 15 */
     [[nodiscard]] verdict key(unsigned event);
+    /** The daemon has ended the conference, which was empty for too long. */
+    void reopen() { link.send("new conference " + bridge_id); }
     [[nodiscard]] const std::string& bridge() const { return bridge_id; }
 
   private:

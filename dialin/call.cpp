@@ -3,7 +3,7 @@
 #include "call.hpp"
 
 #include "exchange.hpp"
-#include "util/log_line.hpp"
+#include "log_line.hpp"
 
 #include <utility>
 
@@ -34,7 +34,7 @@ call::~call() {
 }
 
 void call::log(std::string_view what, std::string_view detail) const {
-    util::log_line("call", std::to_string(number)) << what << detail;
+    log_line("call", std::to_string(number)) << what << detail;
 }
 
 bool call::is_held() const {

@@ -2,7 +2,7 @@
 // The connection to the daemon's control socket: commands in order, their replies, notices.
 #include "control_link.hpp"
 
-#include "util/log_line.hpp"
+#include "log_line.hpp"
 
 #include <algorithm>
 #include <array>
@@ -16,8 +16,6 @@
 namespace vocalink::dialin {
 
 namespace {
-
-using util::log_line;
 
 constexpr unsigned first_pause_ms = 250;
 constexpr unsigned longest_pause_ms = 15'000;
@@ -57,7 +55,7 @@ void control_link::connect() {
     socket.reset(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     if (!socket ||
         ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        lose(util::error_text(errno));
+        lose(error_text(errno));
         return;
     }
     lost = false;
@@ -130,7 +128,7 @@ void control_link::send_waiting() {
     // So little fits into the socket's buffer at once, unless the other end is no daemon of ours.
     const ssize_t written = ::send(socket.get(), burst.data(), burst.size(), MSG_NOSIGNAL);
     if (written != static_cast<ssize_t>(burst.size())) {
-        lose(written < 0 ? util::error_text(errno) : "the control socket is full");
+        lose(written < 0 ? error_text(errno) : "the control socket is full");
     }
 }
 
@@ -141,7 +139,7 @@ void control_link::readable() {
         return;
     }
     if (length <= 0) {
-        lose(length < 0 ? util::error_text(errno) : "the daemon has closed it");
+        lose(length < 0 ? error_text(errno) : "the daemon has closed it");
         return;
     }
     input.append(buffer.data(), static_cast<std::size_t>(length));

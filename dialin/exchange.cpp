@@ -2,7 +2,7 @@
 // Answers SIP calls and puts them into rooms: rooms, the daemon's notices, start and end.
 #include "exchange.hpp"
 
-#include "util/log_line.hpp"
+#include "log_line.hpp"
 #include "util/unique_fd.hpp"
 
 #include <cerrno>
@@ -15,8 +15,6 @@
 namespace vocalink::dialin {
 
 namespace {
-
-using util::log_line;
 
 constexpr unsigned tick_ms = 250;
 constexpr unsigned longest_shutdown_ms = 4'500;
@@ -153,8 +151,7 @@ void exchange::look_after_calls() {
         const bool written = replace_file(
             settings.metrics, metrics_text(counted, {link.up(), calls.size(), rooms.size()}));
         if (!written && !std::exchange(metrics_failed, true)) {
-            log_line("dialin") << "cannot write " << settings.metrics << ": "
-                               << util::error_text(errno);
+            log_line("dialin") << "cannot write " << settings.metrics << ": " << error_text(errno);
         }
     }
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Answers SIP calls and puts them into rooms: the SIP library's side.
 #include "exchange.hpp"
-#include "util/log_line.hpp"
+#include "log_line.hpp"
 
 #include <array>
 #include <stdexcept>
@@ -21,8 +21,6 @@
 namespace vocalink::dialin {
 
 namespace {
-
-using util::log_line;
 
 constexpr const char* allowed_methods = "INVITE, ACK, BYE, CANCEL, OPTIONS, UPDATE, PRACK";
 constexpr const char* retry_after_s = "10";

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Entry of vocalink-dialin: telephones call in by SIP and meet in the daemon's conferences.
 #include "exchange.hpp"
+#include "log_line.hpp"
 #include "sip_log.hpp"
-#include "util/descriptor_limit.hpp"
-#include "util/log_line.hpp"
 
 #include <csignal>
 #include <exception>
 
+#include <sys/resource.h>
 #include <sys/signalfd.h>
 
 namespace {
@@ -25,6 +25,15 @@ util::unique_fd block_ending_signals() {
     return util::unique_fd(::signalfd(-1, &ending, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
+// Every TCP connection takes one.
+void raise_descriptor_limit() {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        static_cast<void>(::setrlimit(RLIMIT_NOFILE, &limit)); // the old one does for most
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -34,7 +43,7 @@ int main(int argc, char** argv) {
             return 0;
         }
         const util::unique_fd signals = block_ending_signals();
-        util::raise_descriptor_limit(); // a connection each
+        raise_descriptor_limit();
         dialin::event_loop loop;
         dialin::take_over_sip_log();
         dialin::exchange desk(loop, *configured);
@@ -47,7 +56,7 @@ int main(int argc, char** argv) {
         loop.run();
         return 0;
     } catch (const std::exception& problem) {
-        util::log_line("dialin") << problem.what();
+        dialin::log_line("dialin") << problem.what();
         return 1;
     }
 }

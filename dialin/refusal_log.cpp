@@ -2,7 +2,7 @@
 // Refusals in the log, few lines for many.
 #include "refusal_log.hpp"
 
-#include "util/log_line.hpp"
+#include "log_line.hpp"
 
 #include <utility>
 
@@ -18,8 +18,8 @@ void refusal_log::note(int status, std::string_view reason) {
         return;
     }
     seen.logged = now;
-    util::log_line("dialin") << "a call is refused with " << status << ": " << reason << ", after "
-                             << std::exchange(seen.unlogged, 0) << " unlogged ones";
+    log_line("dialin") << "a call is refused with " << status << ": " << reason << ", after "
+                       << std::exchange(seen.unlogged, 0) << " unlogged ones";
 }
 
 } // namespace vocalink::dialin

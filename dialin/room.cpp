@@ -2,14 +2,12 @@
 // A conference that callers meet in, with its prompt, tones and recording.
 #include "room.hpp"
 
+#include "log_line.hpp"
 #include "media_leg.hpp"
-#include "util/log_line.hpp"
 
 #include <utility>
 
 namespace vocalink::dialin {
-
-using util::log_line;
 
 room::room(control_link& control, sound_player& player, std::string name)
     : link(control), sounds(player), room_name(std::move(name)), bridge_id("room:" + room_name) {

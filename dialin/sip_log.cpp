@@ -2,7 +2,7 @@
 // What the SIP library has to say, in our log.
 #include "sip_log.hpp"
 
-#include "util/log_line.hpp"
+#include "log_line.hpp"
 
 #include <array>
 #include <cstdarg>
@@ -34,7 +34,7 @@ void write_once(void*, const char* format, va_list arguments) {
     std::string line = text.data();
     line.erase(line.find_last_not_of(' ') + 1);
     if (!line.empty()) {
-        util::log_line("sip") << line << " (said once)";
+        log_line("sip") << line << " (said once)";
     }
 }
 

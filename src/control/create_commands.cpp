@@ -38,7 +38,7 @@ const char* taken_bridge(const owned_objects& owner, const std::string& id) {
 }
 
 command_result create_rtp_stream(owned_objects& owner, const std::string& id, word_list& words) {
-    const int port = std::atoi(words[2].c_str());
+    const int port = endpoint_port(words[2]);
     auto created = std::make_unique<rtp_stream>(id, words[0], words[1], port, words[3]);
     const rtp_stream& adopted = owner.adopt(std::move(created));
     return "SUCCESS " + adopted.local_port() + " " + adopted.local_ip(false);

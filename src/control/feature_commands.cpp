@@ -7,7 +7,6 @@
 #include "util/base64.hpp"
 
 #include <charconv>
-#include <cstdlib>
 #include <optional>
 #include <span>
 #include <string>
@@ -51,7 +50,7 @@ command_result set_endpoint(stream& changed, word_list& words) {
     if (words.size() != 2) {
         return "ERROR invalid endpoint";
     }
-    changed.set_stream_endpoint(words[0], std::atoi(words[1].c_str()));
+    changed.set_stream_endpoint(words[0], endpoint_port(words[1]));
     return "SUCCESS";
 }
 

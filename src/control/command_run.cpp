@@ -8,6 +8,8 @@
 #include "util/log_line.hpp"
 #include "util/text.hpp"
 
+#include <exception>
+#include <new>
 #include <utility>
 
 namespace vocalink {
@@ -68,6 +70,10 @@ std::optional<std::string> command_run::proceed() {
     } catch (const stream_exception& failure) {
         log_line("stream", failure.id) << mask.reply(failure.message);
         reply = "ERROR STREAM_ERROR " + failure.message;
+    } catch (const std::bad_alloc&) {
+        reply = out_of_memory;
+    } catch (const std::exception& failure) {
+        reply = std::string("ERROR COMMAND_ERROR ") + failure.what();
     }
     log_line() << "-> connection(" << caller.name
                << "): " << mask.reply(logged.empty() ? *reply : logged);

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <new>
 #include <utility>
 
 #include <sys/socket.h>
@@ -66,8 +67,18 @@ void connection::handle_input(ev::io&, int) {
     }
 }
 
-/** Runs the next line, or the next part of the one before. */
 bool connection::take_turn() {
+    try {
+        return run_part();
+    } catch (const std::bad_alloc&) { // outside the handler: reading, splitting, logging, sending
+        running.reset();
+        send_reply(std::string(out_of_memory) + "\n");
+        return !blocked;
+    }
+}
+
+/** Runs the next line, or the next part of the one before. @return whether to go on at once */
+bool connection::run_part() {
     if (!running && !begin_command()) {
         return false;
     }
@@ -77,8 +88,7 @@ bool connection::take_turn() {
     }
     running.reset();
     send_reply(*reply);
-    blocked = output.backlog_bytes() > 0; // then handle_drained_output does
-    return !blocked;
+    return !blocked; // else handle_drained_output does
 }
 
 /** @return false when the client must send more first; handle_input waits for it */
@@ -140,6 +150,7 @@ void connection::notify(std::string text) {
 void connection::send_reply(const std::string& line) {
     tell_gap();
     output.write(line);
+    blocked = output.backlog_bytes() > 0;
     held_bytes = 0;
     for (std::string& notice : std::exchange(held_notices, {})) {
         notify(std::move(notice));

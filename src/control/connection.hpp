@@ -48,6 +48,7 @@ class connection final : private turn_taker {
   private:
     void handle_input(ev::io& io, int events);
     bool take_turn() override;
+    bool run_part();
     bool begin_command();
     void read_chunk();
     void handle_drained_output();

@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
+#include <stdexcept>
+
 #include <sys/socket.h>
 
 namespace vocalink {
@@ -46,6 +49,18 @@ TEST_F(command_run_test, replies_later_with_what_the_rest_of_the_command_returns
     EXPECT_EQ(quick.proceed(), std::nullopt);
     EXPECT_FALSE(quick.waits());
     EXPECT_EQ(quick.proceed(), "SUCCESS at once\n");
+}
+
+TEST_F(command_run_test, replies_with_an_error_when_memory_or_the_library_fails) {
+    const auto reply_to = [this](command_handler* handler) {
+        return command_run(*caller, "any", handler).proceed().value();
+    };
+    EXPECT_EQ(reply_to([](connection&, word_list&) -> command_result { throw std::bad_alloc(); }),
+              "ERROR COMMAND_ERROR out of memory\n");
+    EXPECT_EQ(reply_to([](connection&, word_list&) -> command_result {
+                  throw std::runtime_error("no clock");
+              }),
+              "ERROR COMMAND_ERROR no clock\n");
 }
 
 TEST_F(command_run_test, abandons_the_reply_when_it_ends_first) {

@@ -9,6 +9,9 @@
 
 namespace vocalink::demo {
 
+inline constexpr int sample_rate_hz = 8000;
+inline constexpr std::size_t frame_samples = 160; ///< 20 ms, one packet of every codec used here
+
 /** Linear samples at 8 kHz. */
 using sound = std::vector<std::int16_t>;
 

@@ -37,11 +37,12 @@ class Rooms(ExchangeTest):
         carla = Voice(self, CARLA)
         anna.call("100", self.port)
         bruno.call("100", self.port)
-        sipp(self, "-sf", HERE / "caller.xml", "-key", "rtp", carla.port, "-m", 1,
-             "-trace_logs", "-log_file", "sipp.audio")
-        audio = self.folder / "sipp.audio"
-        until(lambda: audio.exists() and "port" in audio.read_text(), "SIPp's call")
-        port = audio.read_text().split()[-1]
+        (self.folder / "callers").write_text(f"SEQUENTIAL\n100;{carla.port}\n")
+        sipp(self, "-sf", HERE / "caller.xml", "-inf", "callers", "-m", 1, "-trace_logs",
+             "-log_file", "sipp.calls")
+        calls = self.folder / "sipp.calls"
+        until(lambda: calls.exists() and "answered" in calls.read_text(), "SIPp's call")
+        port = calls.read_text().split()[-1]
         carla.talk_to(Response(f"SIP/2.0 200 OK\r\n\r\nm=audio {port}"))
         self.assert_hears(carla, ANNA, BRUNO, silent=[CARLA])
         for who, others, own in [(anna, (BRUNO, CARLA), ANNA), (bruno, (ANNA, CARLA), BRUNO)]:

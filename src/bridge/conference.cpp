@@ -64,13 +64,13 @@ void conference::left(stream& member) {
     }
 }
 
-void conference::tick(double now_s) {
+void conference::tick(double now_s, double due_s) {
     hear_out_members(now_s);
     sum_open_speakers();
     pass_keys();
-    for (seat& listener : seats) {
+    for (const seat& listener : seats) {
         if (listener.leg->listens()) {
-            answer(listener, now_s);
+            answer(listener, due_s);
         }
     }
 }
@@ -110,7 +110,7 @@ void conference::pass_keys() {
     }
 }
 
-void conference::answer(seat& listener, double now_s) {
+void conference::answer(const seat& listener, double due_s) {
     alignas(32) tick_frame out;
     const bool own_is_open = listener.said != nullptr && !listener.member->is_restricted();
     if (listener.member->is_selective()) {
@@ -119,7 +119,7 @@ void conference::answer(seat& listener, double now_s) {
         saturate(out, heard);
     } else if (restricted.empty()) {
         if (open_speakers == 0) {
-            listener.leg->hear(silence, now_s);
+            listener.leg->hear(silence, due_s);
             return;
         }
         saturate_without(out, open_sum, own_is_open ? *listener.said : silence);
@@ -128,7 +128,7 @@ void conference::answer(seat& listener, double now_s) {
         add_restricted(heard, listener);
         saturate_without(out, heard, own_is_open ? *listener.said : silence);
     }
-    listener.leg->hear(out, now_s);
+    listener.leg->hear(out, due_s);
 }
 
 void conference::add_restricted(sum_frame& heard, const seat& listener) const {

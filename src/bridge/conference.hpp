@@ -33,11 +33,11 @@ class conference : public audio_policy, private tick_listener {
     };
     using sum_frame = std::array<std::int32_t, tick_samples>;
 
-    void tick(double now_s) override;
+    void tick(double now_s, double due_s) override;
     void hear_out_members(double now_s);
     void sum_open_speakers();
     void pass_keys();
-    void answer(seat& listener, double now_s);
+    void answer(const seat& listener, double due_s);
     void add_restricted(sum_frame& heard, const seat& listener) const;
     void add_sources(sum_frame& heard, const seat& listener) const;
     [[nodiscard]] const seat* find_seat(const std::string& stream_id) const;

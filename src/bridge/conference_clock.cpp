@@ -16,6 +16,7 @@ namespace vocalink {
 namespace {
 
 constexpr long tick_ns = 20'000'000;
+constexpr double tick_s = 0.02;
 constexpr std::uint64_t most_caught_up = 5;
 
 } // namespace
@@ -55,6 +56,7 @@ void conference_clock::remove(tick_listener& listener) {
 void conference_clock::start() {
     const itimerspec schedule{{0, tick_ns}, {0, tick_ns}};
     ::timerfd_settime(timer.get(), 0, &schedule, nullptr);
+    last_due_s = util::monotonic_seconds();
 }
 
 void conference_clock::handle_expiry(ev::io&, int) {
@@ -62,20 +64,23 @@ void conference_clock::handle_expiry(ev::io&, int) {
     if (::read(timer.get(), &due, sizeof due) != sizeof due) {
         return;
     }
-    if (due > most_caught_up) {
-        start();
+    const std::uint64_t ticks = std::min(due, most_caught_up);
+    last_due_s += static_cast<double>(due - ticks) * tick_s;
+    for (std::uint64_t i = 0; i < ticks && timer; ++i) {
+        last_due_s += tick_s;
+        tick_all(last_due_s);
     }
-    for (std::uint64_t i = 0; i < std::min(due, most_caught_up) && timer; ++i) {
-        tick_all();
+    if (due > ticks && timer) {
+        start();
     }
 }
 
-void conference_clock::tick_all() {
+void conference_clock::tick_all(double due_s) {
     const double now_s = util::monotonic_seconds();
     ticking = true;
     for (std::size_t i = 0; i < listeners.size(); ++i) {
         if (listeners[i] != nullptr) {
-            listeners[i]->tick(now_s);
+            listeners[i]->tick(now_s, due_s);
         }
     }
     ticking = false;

@@ -12,7 +12,8 @@ namespace vocalink {
 /** What is called every tick. */
 class tick_listener {
   public:
-    virtual void tick(double now_s) = 0;
+    /** @param now_s, due_s  monotonic clock: when the tick comes, and when it should have */
+    virtual void tick(double now_s, double due_s) = 0;
 
   protected:
     ~tick_listener() = default;
@@ -33,12 +34,13 @@ class conference_clock {
   private:
     void start();
     void handle_expiry(ev::io& io, int events);
-    void tick_all();
+    void tick_all(double due_s);
 
     util::unique_fd timer;                 // while there are listeners
     std::vector<tick_listener*> listeners; // null: removed during a tick
     bool ticking = false;
-    ev::io watcher; // after the timer: stops before it closes
+    double last_due_s = 0.0; // of the running schedule: its begin, then its last tick
+    ev::io watcher;          // after the timer: stops before it closes
 };
 
 } // namespace vocalink

@@ -39,8 +39,8 @@ class conference_leg {
     /** Whether hear() is to be called every tick. */
     [[nodiscard]] virtual bool listens() const { return false; }
 
-    /** Takes what the member hears in this tick. */
-    virtual void hear(const tick_frame&, double /*now_s*/) {}
+    /** Takes what the member hears in the tick that is, or was, due at that time. */
+    virtual void hear(const tick_frame&, double /*due_s*/) {}
 
     /** Takes a key that somebody sends to this member. */
     virtual void take_key(const key_press&) {}

@@ -24,7 +24,7 @@ class rtp_stream::leg : public conference_leg {
 
     [[nodiscard]] const tick_frame* speak(double now_s) override;
     [[nodiscard]] bool listens() const override { return true; }
-    void hear(const tick_frame& frame, double now_s) override;
+    void hear(const tick_frame& frame, double due_s) override;
     void take_key(const key_press& key) override;
 
   private:

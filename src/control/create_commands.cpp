@@ -9,11 +9,15 @@
 #include "streams/rtp_stream.hpp"
 #include "streams/sound_stream.hpp"
 #include "streams/tone_stream.hpp"
+#include "streams/wav_stream.hpp"
+#include "util/log_line.hpp"
 
 #include <cstdlib>
 #include <memory>
 
 namespace vocalink {
+
+using util::log_line;
 
 namespace {
 
@@ -24,7 +28,7 @@ struct object_type {
     std::size_t word_count; // behind the id
     const char* usage;      // refuses another number of words
     /** Creates the object; its words are as many as they must be, its id is free. */
-    command_result (*create)(owned_objects& owner, const std::string& id, word_list& words);
+    command_result (*create)(connection& caller, const std::string& id, word_list& words);
     bool listed = true; // in the text that answers an unknown type
 };
 
@@ -37,29 +41,29 @@ const char* taken_bridge(const owned_objects& owner, const std::string& id) {
     return owner.find_bridge(id) == nullptr ? nullptr : "ERROR bridge already exists";
 }
 
-command_result create_rtp_stream(owned_objects& owner, const std::string& id, word_list& words) {
+command_result create_rtp_stream(connection& caller, const std::string& id, word_list& words) {
     const int port = endpoint_port(words[2]);
     auto created = std::make_unique<rtp_stream>(id, words[0], words[1], port, words[3]);
-    const rtp_stream& adopted = owner.adopt(std::move(created));
+    const rtp_stream& adopted = caller.objects.adopt(std::move(created));
     return "SUCCESS " + adopted.local_port() + " " + adopted.local_ip(false);
 }
 
-command_result create_sound_stream(owned_objects& owner, const std::string& id, word_list& words) {
+command_result create_sound_stream(connection& caller, const std::string& id, word_list& words) {
     const bool loop = words[1] == "loop";
     auto created = std::make_unique<sound_stream>(id, words[0], loop, words[2]);
-    const sound_stream& adopted = owner.adopt(std::move(created));
+    const sound_stream& adopted = caller.objects.adopt(std::move(created));
     return "SUCCESS " + adopted.get_filename() + " " + adopted.get_loopflag();
 }
 
-command_result create_dtmf_stream(owned_objects& owner, const std::string& id, word_list& words) {
+command_result create_dtmf_stream(connection& caller, const std::string& id, word_list& words) {
     const int duration_ms = std::atoi(words[1].c_str());
     const int payload_type = std::atoi(words[2].c_str());
-    owner.adopt(std::make_unique<dtmf_stream>(id, words[0], payload_type, duration_ms));
+    caller.objects.adopt(std::make_unique<dtmf_stream>(id, words[0], payload_type, duration_ms));
     return "SUCCESS";
 }
 
-command_result create_alsa_stream(owned_objects& owner, const std::string& id, word_list&) {
-    owner.adopt(std::make_unique<alsa_stream>(id));
+command_result create_alsa_stream(connection& caller, const std::string& id, word_list&) {
+    caller.objects.adopt(std::make_unique<alsa_stream>(id));
     return "SUCCESS";
 }
 
@@ -76,21 +80,45 @@ ToneType tone_type_of(const std::string& word) {
     throw command_exception("tone_stream type must be BELLMF, R2MF, or DTMF");
 }
 
-command_result create_tone_stream(owned_objects& owner, const std::string& id, word_list& words) {
+command_result create_tone_stream(connection& caller, const std::string& id, word_list& words) {
     const ToneType type = tone_type_of(words[0]);
     const bool detection = words[1] == "1" || words[1] == "ON";
-    owner.adopt(std::make_unique<tone_stream>(id, type, detection));
+    caller.objects.adopt(std::make_unique<tone_stream>(id, type, detection));
     return "SUCCESS";
 }
 
-command_result create_bridge(owned_objects& owner, const std::string& id, word_list&) {
-    owner.adopt(std::make_unique<bridge>(id));
+command_result create_bridge(connection& caller, const std::string& id, word_list&) {
+    caller.objects.adopt(std::make_unique<bridge>(id));
     return "SUCCESS";
 }
 
-command_result create_conference(owned_objects& owner, const std::string& id, word_list&) {
-    owner.adopt(std::make_unique<bridge>(id, make_conference));
+command_result create_conference(connection& caller, const std::string& id, word_list&) {
+    caller.objects.adopt(std::make_unique<bridge>(id, make_conference));
     return "SUCCESS";
+}
+
+/** The file is opened by the file writer; the stream comes into being when that went well. */
+command_result create_wav_stream(connection& caller, const std::string& id, word_list& words) {
+    struct opening {
+        std::unique_ptr<wav_recording> file;
+        std::string recording_name;
+    };
+    const auto opened = std::make_shared<opening>(opening{nullptr, words[0]});
+    const auto reply = std::make_shared<pending_reply>();
+    opened->file = std::make_unique<wav_recording>(
+        caller.name, opened->recording_name, id, [opened, reply, id](int error) {
+            reply->finish([opened, id, error](owned_objects& owner) -> command_result {
+                if (error != 0) {
+                    log_line("stream", id)
+                        << "creating recording failed with id " << opened->recording_name;
+                    return "ERROR create recording failed";
+                }
+                const std::string path = opened->file->get_path();
+                owner.adopt(std::make_unique<wav_stream>(id, std::move(opened->file)));
+                return "SUCCESS " + path;
+            });
+        });
+    return reply;
 }
 
 constexpr object_type object_types[] = {
@@ -113,6 +141,8 @@ constexpr object_type object_types[] = {
      false},
     {"conference", taken_bridge, 0, "new conference command requires one argument: 'id'",
      create_conference, false},
+    {"wav_stream", taken_stream, 1, "new wav_stream command requires two arguments: 'id name'",
+     create_wav_stream, false},
 };
 
 } // namespace
@@ -130,7 +160,7 @@ command_result create_object(connection& caller, word_list& words) {
     if (const char* const refusal = type.refuse_id(caller.objects, id); refusal != nullptr) {
         return refusal;
     }
-    return type.create(caller.objects, id, words);
+    return type.create(caller, id, words);
 }
 
 } // namespace vocalink

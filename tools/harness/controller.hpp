@@ -14,7 +14,7 @@
 namespace vocalink::harness {
 
 /** One connection to the daemon. Lines come and go without their "\n". Notices (lines that begin
- *  with DTMF_, TIMEOUT, CODE DETECT or REC_, and empty ones) come whenever they like; command() and
+ *  with DTMF_, TIMEOUT, CODE DETECT, TONE or REC_, and empty ones) come whenever they like; command() and
  *  notice() keep them and the replies apart. */
 class controller {
   public:

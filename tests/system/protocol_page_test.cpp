@@ -45,7 +45,7 @@ class protocol_page_test : public system_test {
             EXPECT_TRUE(answer && matches(*answer, text)) << "came: " << answer.value_or("nothing");
             answer.reset();
         } else if (line.starts_with("| ")) {
-            EXPECT_TRUE(eventually([&] { return is_logged(text); })) << daemon->log_tail();
+            EXPECT_TRUE(eventually([&] { return is_logged(text); })) << daemon->log();
         } else {
             act(line);
         }

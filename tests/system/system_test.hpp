@@ -94,7 +94,7 @@ class system_test : public ::testing::Test {
 
     void TearDown() override {
         ASSERT_TRUE(daemon) << "it did not start";
-        EXPECT_EQ(daemon->stop(), 0) << daemon->log_tail();
+        EXPECT_EQ(daemon->stop(), 0) << daemon->log();
         const std::string log = daemon->log();
         EXPECT_EQ(occurrences(log, "Sanitizer") + occurrences(log, "runtime error"), 0) << log;
     }

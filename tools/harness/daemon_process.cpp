@@ -2,14 +2,12 @@
 // Starting, watching and ending the daemon under test.
 #include "harness/daemon_process.hpp"
 
-#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
-#include <thread>
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -19,8 +17,6 @@
 namespace vocalink::harness {
 
 namespace {
-
-constexpr milliseconds log_writer_timeout{1000};
 
 /** The child's side of the fork: only calls that are safe there, and no way back. */
 [[noreturn]] void become(char* const* arguments, const char* log_path, pid_t parent) {
@@ -52,27 +48,18 @@ pid_t spawn(std::vector<std::string> words, const std::string& log_path) {
     return child;
 }
 
-/** Whether the thread has nothing to do: its state stands behind its name in parentheses. */
-bool is_asleep(const std::filesystem::path& task) {
-    std::ifstream file(task / "stat");
-    std::string line;
-    std::getline(file, line);
-    const std::size_t name_end = line.rfind(')');
-    return name_end == std::string::npos || line.substr(name_end, 3) == ") S";
-}
-
-/** The daemon's thread that writes the log, as a directory of /proc; empty when it is gone. */
-std::filesystem::path log_thread_of(pid_t process) {
+/** Whether the daemon's thread that writes the log has nothing left to write, or is gone. */
+bool log_is_written(pid_t process) {
     std::error_code gone;
     const std::string tasks = "/proc/" + std::to_string(process) + "/task";
     for (const auto& task : std::filesystem::directory_iterator(tasks, gone)) {
-        std::ifstream file(task.path() / "comm");
-        std::string name;
-        if (std::getline(file, name) && name == "log") {
-            return task.path();
+        std::ifstream file(task.path() / "stat"); // "42 (log) S ...": number, name, state
+        std::string number, name, state;
+        if (file >> number >> name >> state && name == "(log)") {
+            return state == "S";
         }
     }
-    return {};
+    return true;
 }
 
 } // namespace
@@ -117,7 +104,7 @@ void daemon_process::kill_and_complain(const std::string& complaint) {
         ::kill(child, SIGKILL);
     }
     (void)eventually([this] { return ended(); });
-    throw std::runtime_error(complaint + "; its log ends:\n" + log_tail());
+    throw std::runtime_error(complaint + "; its log:\n" + log());
 }
 
 bool daemon_process::ended() {
@@ -136,19 +123,10 @@ bool daemon_process::wait_for_log(const std::string& text, milliseconds timeout)
 
 std::string daemon_process::log() const {
     if (!exit_status && child > 0) {
-        const std::filesystem::path writer = log_thread_of(child);
-        const auto until = std::chrono::steady_clock::now() + log_writer_timeout;
-        while (!writer.empty() && !is_asleep(writer) && std::chrono::steady_clock::now() < until) {
-            std::this_thread::yield();
-        }
+        (void)eventually([this] { return log_is_written(child); }, milliseconds(1000));
     }
     std::ifstream file(log_path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
-}
-
-std::string daemon_process::log_tail() const {
-    const std::string whole = log();
-    return whole.substr(whole.size() - std::min<std::size_t>(whole.size(), 2500));
 }
 
 } // namespace vocalink::harness

@@ -21,7 +21,7 @@ class daemon_process {
   public:
     /** Returns when the daemon serves its socket, without having connected to it.
      *  @param extra_arguments  come after the harness's own -s, -a and -l, and so override them
-     *  @throws std::runtime_error with the end of the log when the daemon does not start */
+     *  @throws std::runtime_error with the log when the daemon does not start */
     explicit daemon_process(const std::vector<std::string>& extra_arguments = {});
 
     /** stop(), and after 10 s a kill. */
@@ -31,7 +31,7 @@ class daemon_process {
 
     /** Sends SIGINT and waits for the end; once it has ended, returns the same again.
      *  @return the exit status, or 128 plus the number of the signal that ended it
-     *  @throws std::runtime_error with the end of the log when it takes over 10 s (it is killed) */
+     *  @throws std::runtime_error with the log when it takes over 10 s (it is killed) */
     int stop();
 
     /** Waits until the text stands in the log.
@@ -42,9 +42,6 @@ class daemon_process {
     /** All that the daemon has written to standard error and standard output so far. Waits for its
      *  thread that writes the log, so that what a command logged is there when its reply is. */
     [[nodiscard]] std::string log() const;
-
-    /** The end of the log, for messages of failure. */
-    [[nodiscard]] std::string log_tail() const;
 
     [[nodiscard]] pid_t pid() const { return child; }
     [[nodiscard]] const std::string& socket_path() const { return control_socket; }

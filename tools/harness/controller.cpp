@@ -90,8 +90,7 @@ std::optional<std::string> controller::next_line(deadline until) {
 
 bool is_notice(std::string_view line) {
     return line.empty() || line.starts_with("DTMF_") || line.starts_with("TIMEOUT") ||
-           line.starts_with("CODE DETECT") || line.starts_with("TONE ") ||
-           line.starts_with("REC_");
+           line.starts_with("CODE DETECT") || line.starts_with("TONE ") || line.starts_with("REC_");
 }
 
 std::uint16_t port_in_reply(const std::string& reply) {

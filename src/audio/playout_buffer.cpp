@@ -51,6 +51,10 @@ void playout_buffer::put(const voice_packet& packet, double now_s) {
                  packet.payload);
 }
 
+void playout_buffer::pass_over(std::uint32_t ssrc, std::uint16_t sequence) {
+    source.pass_over(ssrc, sequence);
+}
+
 std::int64_t playout_buffer::play_position() const {
     return line_end - line.unplayed();
 }

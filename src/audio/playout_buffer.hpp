@@ -50,6 +50,9 @@ class playout_buffer {
     /** Takes a packet. One whose type or length does not fit is ignored. */
     void put(const voice_packet& packet, double now_s);
 
+    /** Takes note of a packet of the speaker that carries no audio, whose number is not missing. */
+    void pass_over(std::uint32_t ssrc, std::uint16_t sequence);
+
     /** Gives the next 20 ms.
      *  @return false for silence: nothing was said, frame is all zeros */
     [[nodiscard]] bool play(std::span<std::int16_t, voice_frame_samples> frame, double now_s);

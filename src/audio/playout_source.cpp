@@ -58,6 +58,18 @@ packet_position playout_source::locate(const voice_packet& packet, int samples, 
         .sequence = sequence, .place = newest.place, .newest = true, .after_pause = after_pause};
 }
 
+void playout_source::pass_over(std::uint32_t packet_ssrc, std::uint16_t packet_sequence) {
+    const int steps =
+        static_cast<std::int16_t>(packet_sequence - static_cast<std::uint16_t>(newest.sequence));
+    if (!known || packet_ssrc != ssrc || steps > max_steps_ahead || steps < -furthest_back) {
+        return;
+    }
+    const std::int64_t sequence = newest.sequence + steps;
+    if (count_once(sequence)) {
+        newest.sequence = std::max(newest.sequence, sequence);
+    }
+}
+
 bool playout_source::is_other_source(const voice_packet& packet, int steps, int samples) {
     if (!known || packet.ssrc != ssrc || steps > max_steps_ahead || steps < -furthest_back) {
         return true;

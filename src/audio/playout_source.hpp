@@ -33,6 +33,9 @@ class playout_source {
     /** Finds the position of a packet and counts it. */
     [[nodiscard]] packet_position locate(const voice_packet& packet, int samples, double now_s);
 
+    /** Counts a packet of the source that carries no audio: a key, comfort noise. It is not lost. */
+    void pass_over(std::uint32_t packet_ssrc, std::uint16_t packet_sequence);
+
     /** Says that the packet with that sequence number was put elsewhere; later ones follow it. */
     void place(std::int64_t sequence, std::int64_t new_place);
 

@@ -126,10 +126,13 @@ void rtp_stream::leg::take_packet(char* packet, int len, const sockaddr_in& send
     const bool event = owner.is_event_type(view->payload_type);
     const bool audio = !event && playout.accepts(codec_type(view->payload_type));
     owner.log_packet(owner.pcap_in, packet, len, dir_in, audio);
+    if (audio) {
+        take_audio(*view, arrival_s);
+        return;
+    }
+    playout.pass_over(view->ssrc, view->sequence);
     if (event) {
         take_event(*view, arrival_s);
-    } else if (audio) {
-        take_audio(*view, arrival_s);
     } else {
         owner.report_unknown_type(view->payload_type);
     }

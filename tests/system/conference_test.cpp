@@ -1,0 +1,217 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Conferences as telephones hear them: every codec, numbers without gaps, keys, routing, files.
+#include "system_test.hpp"
+
+namespace vocalink::system_tests {
+
+namespace {
+
+class conference_test : public system_test {
+  protected:
+    /** Creates a conference of that name and has the streams join it. */
+    void new_conference(const std::string& name, const std::vector<std::string>& members) {
+        expect_reply("new conference " + name, "SUCCESS");
+        for (const std::string& member : members) {
+            expect_reply("join " + name + " " + member, "SUCCESS");
+        }
+    }
+
+    /** The digits that the tone stream reports until nothing more comes. */
+    std::string digits_heard(std::size_t wanted) {
+        std::string digits;
+        while (digits.size() < wanted) {
+            const auto notice = control->notice();
+            if (!notice || !notice->starts_with("TONE STREAM ear DIGITS ")) {
+                break;
+            }
+            digits += notice->back();
+        }
+        return digits;
+    }
+
+    /** Waits for the notices, in this order. */
+    void expect_notices(const std::vector<std::string>& expected) {
+        for (const std::string& notice : expected) {
+            EXPECT_EQ(control->notice(), notice);
+        }
+    }
+
+    struct packet {
+        bytes datagram;
+        harness::rtp_view view;
+    };
+
+    static packet next(leg& party) {
+        packet received{party.phone.receive().value(), {}};
+        received.view = harness::parse_rtp(received.datagram);
+        return received;
+    }
+
+    /** Sends one packet a tick until the other hears something. */
+    static bool is_heard(leg& speaker, leg& listener, int payload_type, const bytes& loud) {
+        for (int tick = 0; tick < 50; ++tick) {
+            speaker.send(payload_type, loud);
+            const packet heard = next(listener);
+            if (std::any_of(heard.view.payload.begin(), heard.view.payload.end(),
+                            [](std::uint8_t sample) { return sample != 0xFF; })) {
+                return true;
+            }
+        }
+        return false;
+    }
+};
+
+} // namespace
+
+// Two legs of the daemon are each other's far end, in two conferences: digits that are played in one
+// pass an encoder, the network, the playout buffer and a decoder before the other detects them.
+TEST_F(conference_test, digits_survive_every_codec) {
+    start();
+    expect_reply("new tone_stream keys DTMF 0", "SUCCESS");
+    expect_reply("new tone_stream ear DTMF 1", "SUCCESS");
+    new_conference("here", {"keys"});
+    new_conference("there", {"ear"});
+    for (const std::string encoding : {"PCMU", "G711A", "G722", "ILBC20", "ILBC30", "G729"}) {
+        const auto near = harness::port_in_reply(control->command(new_stream("near", encoding)));
+        const auto far =
+            harness::port_in_reply(control->command(new_stream("far", encoding, near)));
+        expect_reply("set stream near endpoint " + local_ip + " " + std::to_string(far), "SUCCESS");
+        expect_reply("join here near", "SUCCESS");
+        expect_reply("join there far", "SUCCESS");
+        const std::string digits = encoding == "G729" ? "159#" : "159#2468";
+        expect_reply("play tone keys " + digits, "SUCCESS");
+        EXPECT_EQ(digits_heard(digits.size()), digits) << encoding;
+        control->command("delete stream near");
+        control->command("delete stream far");
+    }
+}
+
+TEST_F(conference_test, a_member_is_sent_one_line_of_packets_from_join_to_join) {
+    start();
+    leg anna = new_leg("anna", "PCMU");
+    new_conference("room", {"anna"});
+    std::uint32_t ssrc = 0;
+    std::uint16_t sequence = 0;
+    std::uint32_t timestamp = 0;
+    for (int number = 0; number < 20; ++number) {
+        if (number == 10) {
+            expect_reply("leave room anna", "SUCCESS");
+            anna.forget_received();
+            const auto stats = control->command("stats stream anna");
+            const int sent = std::stoi(stats.substr(stats.find("outgoing_packets=") + 17));
+            sequence = static_cast<std::uint16_t>(sent);
+            timestamp = 160U * static_cast<unsigned>(sent);
+            new_conference("other", {"anna"});
+        }
+        const harness::rtp_view view = next(anna).view;
+        EXPECT_EQ(view.marker, number % 10 == 0);
+        EXPECT_EQ(view.sequence, static_cast<std::uint16_t>(sequence + 1));
+        EXPECT_EQ(view.timestamp, timestamp + 160);
+        EXPECT_EQ(view.ssrc, number == 0 ? view.ssrc : ssrc);
+        ssrc = view.ssrc;
+        sequence = view.sequence;
+        timestamp = view.timestamp;
+    }
+}
+
+TEST_F(conference_test, packets_of_any_length_and_type_are_heard_and_may_be_kept_from_others) {
+    start();
+    leg anna = new_leg("anna", "G729");
+    leg bruno = new_leg("bruno", "PCMU");
+    new_conference("room", {"anna", "bruno"});
+    bytes loud(160);
+    for (std::size_t i = 0; i < loud.size(); ++i) {
+        loud[i] = i % 8 < 4 ? 0x10 : 0x90;
+    }
+    EXPECT_TRUE(is_heard(anna, bruno, pcmu, loud));
+    EXPECT_TRUE(is_heard(anna, bruno, pcmu, bytes(loud.begin(), loud.begin() + 77)));
+    expect_reply("set stream anna restricted", "SUCCESS");
+    bruno.forget_received();
+    next(bruno); // of the tick that was under way
+    EXPECT_FALSE(is_heard(anna, bruno, pcmu, loud));
+    expect_reply("set stream anna targets bruno", "SUCCESS");
+    EXPECT_TRUE(is_heard(anna, bruno, pcmu, loud));
+    expect_reply("set stream bruno selective", "SUCCESS");
+    bruno.forget_received();
+    next(bruno);
+    EXPECT_FALSE(is_heard(anna, bruno, pcmu, loud));
+}
+
+TEST_F(conference_test, keys_come_and_go_once_and_count_as_no_loss) {
+    start();
+    leg anna = new_leg("anna", "PCMU");
+    leg bruno = new_leg("bruno", "PCMU");
+    new_conference("room", {"anna", "bruno"});
+    expect_reply("set stream anna events 96", "SUCCESS");
+    const auto press = [&](int type, std::uint32_t timestamp, std::uint8_t flags,
+                           std::uint8_t duration) {
+        anna.sequence += 1;
+        anna.send(harness::rtp_packet_bytes(type, anna.sequence, timestamp, anna.phone.port(),
+                                            bytes{7, flags, 0, duration}));
+    };
+    anna.send(pcmu, bytes(160, 0xFF));
+    press(96, 5000, 10, 80); // neither marker nor an end
+    press(96, 5000, 10, 160);
+    expect_notices({"DTMF_START STREAM anna EVENT 7 VOLUME 10",
+                    "DTMF_END STREAM anna EVENT 7 VOLUME 10 DURATION 160"});
+    press(101, 9000, 0x80 | 10, 240); // nothing but an end
+    press(101, 9000, 0x80 | 10, 240);
+    anna.send(pcmu, bytes(160, 0xFF));
+    expect_notices({"DTMF_START STREAM anna EVENT 7 VOLUME 10",
+                    "DTMF_END STREAM anna EVENT 7 VOLUME 10 DURATION 240"});
+    EXPECT_TRUE(eventually([&] {
+        return control->command("stats stream anna")
+            .starts_with("SUCCESS incoming_packets=6 outgoing_packets=");
+    }));
+    EXPECT_NE(control->command("stats stream anna").find(" lost=0 late=0 duplicate=0 "),
+              std::string::npos);
+
+    expect_reply("new dtmf_stream dial 5# 60 101", "SUCCESS");
+    expect_reply("set stream bruno events 97", "SUCCESS");
+    anna.forget_received();
+    bruno.forget_received();
+    expect_reply("join room dial", "SUCCESS");
+    expect_notices({"TIMEOUT STREAM dial incoming_packets=12 outgoing_packets=0"});
+    for (const auto& [listener, type] : {std::pair{&anna, 96}, std::pair{&bruno, 97}}) {
+        std::string events;
+        std::uint16_t last = 0;
+        while (const auto datagram = listener->phone.receive(0ms)) {
+            const harness::rtp_view view = harness::parse_rtp(*datagram);
+            EXPECT_TRUE(last == 0 || view.sequence == static_cast<std::uint16_t>(last + 1));
+            last = view.sequence;
+            if (view.payload_type == type) {
+                events += (view.marker ? "+" : "") + std::to_string(view.payload[0]) +
+                          (view.payload[1] == (0x80 | 10) ? "e" : "") +
+                          std::to_string(view.payload[2] << 8 | view.payload[3]) + " ";
+            }
+        }
+        EXPECT_EQ(events, "+5160 5320 5e480 5e480 5e480 +11160 11320 11e480 11e480 11e480 ");
+    }
+}
+
+TEST_F(conference_test, a_wav_stream_is_as_long_as_the_clock_says) {
+    start();
+    leg anna = new_leg("anna", "PCMU");
+    new_conference("room", {"anna"});
+    const std::string path = control->command("new wav_stream minutes talk").substr(8);
+    const auto begin = std::chrono::steady_clock::now();
+    expect_reply("join room minutes", "SUCCESS");
+    for (int tick = 0; tick < 20; ++tick) {
+        next(anna);
+    }
+    ::kill(daemon->pid(), SIGSTOP); // the schedule skips what this takes
+    std::this_thread::sleep_for(300ms);
+    ::kill(daemon->pid(), SIGCONT);
+    expect_reply("leave room minutes", "SUCCESS");
+    std::this_thread::sleep_for(100ms); // outside
+    control->command("delete stream minutes");
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
+    EXPECT_TRUE(control->notice().value().starts_with("REC_STARTED talk_"));
+    EXPECT_TRUE(control->notice().value().starts_with("REC_FINISHED talk_"));
+    constexpr std::size_t header_bytes = 44;
+    const std::string wav = content(path);
+    EXPECT_EQ(wav.substr(0, 4) + wav.substr(8, 8), "RIFFWAVEfmt ");
+    EXPECT_NEAR(static_cast<double>(wav.size() - header_bytes) / 16000, elapsed.count(), 0.041);
+}
+
+} // namespace vocalink::system_tests

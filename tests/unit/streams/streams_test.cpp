@@ -11,7 +11,6 @@
 
 #include <numeric>
 #include <set>
-#include <sstream>
 
 namespace vocalink {
 namespace {
@@ -106,18 +105,21 @@ TEST_F(rtp_stream_test, numbers_its_own_packets_and_sends_nothing_uninitialised)
     EXPECT_EQ(ssrcs.size(), std::size(rows));
 }
 
-TEST_F(rtp_stream_test, numbers_relayed_events_for_itself_and_leaves_the_packet_alone) {
+TEST_F(rtp_stream_test, relays_an_event_under_its_own_numbers_and_leaves_the_packet_alone) {
     rtp_stream other = make("other", "G729");
     const bytes first = event(30000, 7000, true, 2), copy(first.begin(), first.end());
-    const auto relayed = [&](rtp_stream& by, const bytes& packet) {
-        EXPECT_EQ(relay(by, packet, 15) + relay(by, packet, 16), 16);
-        return far.receive();
-    };
-    EXPECT_EQ(relayed(s, first), event(1, 960, true, 0));
-    EXPECT_EQ(relayed(s, event(30001, 7000, false, 3)), event(2, 960, false, 3));
-    EXPECT_EQ(relayed(s, event(1, 50, true, 1)), event(3, 1920, true, 0));
-    EXPECT_EQ(relayed(other, first), event(1, 960, true, 0));
+    for (rtp_stream* each : {&s, &other}) {
+        EXPECT_EQ(relay(*each, first, 15) + relay(*each, first, 16), 16);
+        EXPECT_EQ(far.receive(), event(1, 960, true, 0));
+    }
     EXPECT_EQ(first, copy);
+}
+
+TEST_F(rtp_stream_test, silence_clears_as_many_samples_as_the_frame_has_bytes) {
+    rtp_stream compressed = make("x", "G729");
+    std::fill_n(compressed.incoming_packet(), 160, short{7});
+    compressed.clear_incoming_buffer();
+    EXPECT_EQ(std::count(compressed.incoming_packet(), compressed.incoming_packet() + 160, 7), 140);
 }
 
 /** A far end that answers each notice of a stream with another packet that makes two. */
@@ -140,23 +142,6 @@ TEST_F(rtp_stream_test, drains_a_bounded_number_of_packets) {
         s.read_incoming_rtp(nullptr, 0, true);
     }
     EXPECT_LT(flooding.sequence, 3000);
-}
-
-TEST_F(rtp_stream_test, shows_itself_as_text) {
-    std::deque<std::string> targets{"y", "x", "y"};
-    s.set_stream_targets(targets);
-    s.set_stream_restricted();
-    s.set_stream_endpoint("10.0.0.5", 0);
-    EXPECT_EQ(s.write_outgoing(nullptr, 0), 0); // nothing goes to port 0
-    std::ostringstream rows;
-    s.dump_stats(rows);
-    s.dump_detailed_stats(rows << "|\n");
-    const std::string local = "127.007.000.001", remote = "010.000.000.005", port = s.local_port();
-    EXPECT_EQ(s.list_stream(), "s\\,\\(1\\),1," + local + "," + port + "," + remote + ",0");
-    EXPECT_EQ(rows.str(), "          s,(1)*  X  " + local + ":" + (port + " ").substr(0, 5) + " " +
-                              remote +
-                              ":0    |\n"
-                              "          s,(1)      0/  0      1/  1    0.00ms        T x y");
 }
 
 } // namespace

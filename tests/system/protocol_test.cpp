@@ -51,21 +51,21 @@ TEST_F(protocol_test, refuses_in_the_order_count_then_id_then_the_rest) {
     EXPECT_EQ(occurrences(daemon->log(), "-- stream(): bridge(y): stream x is already"), 1);
 }
 
-TEST_F(protocol_test, fifty_controllers_own_objects_of_the_same_names) {
+TEST_F(protocol_test, controllers_own_objects_of_the_same_names) {
     start();
     std::vector<harness::controller> crowd;
-    for (int i = 0; i < 50; ++i) {
+    for (int i = 0; i < 5; ++i) {
         harness::controller& each = crowd.emplace_back(daemon->socket_path());
         EXPECT_EQ(each.command(new_stream("s", "PCMU")),
                   "SUCCESS " + std::to_string(6000 + 2 * i) + " " + local_ip);
         EXPECT_EQ(each.command("new vocalink mine"), "SUCCESS");
         EXPECT_EQ(each.command("join mine s"), "SUCCESS");
     }
-    crowd[10].send("new voca"); // and gone, before the command is whole
-    crowd[10].close();
+    crowd[2].send("new voca"); // and gone, before the command is whole
+    crowd[2].close();
     EXPECT_TRUE(daemon->wait_for_log("-- stream(s): tolvey destroyed\n-- bridge(mine): destroyed\n"
-                                     "-- connection(12): terminated\n"));
-    EXPECT_EQ(crowd[11].command("leave mine s"), "SUCCESS");
+                                     "-- connection(4): terminated\n"));
+    EXPECT_EQ(crowd[3].command("leave mine s"), "SUCCESS");
 }
 
 TEST_F(protocol_test, controller_that_never_reads_stalls_nobody_and_loses_nothing) {

@@ -77,7 +77,7 @@ class Conference:
         self.parties = set()
         self.muted = set()
         self.tones = 0
-        control.command("new", "vocalink", "conference")
+        control.command("new", "conference", "conference")
 
     def add(self, name, local_ip, remote, encoding):
         ip, port = remote.rsplit(":", 1)

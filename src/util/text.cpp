@@ -10,12 +10,11 @@
 
 namespace vocalink::util {
 
-void parse_args(const char* line, std::deque<std::string>& out, char stop) {
+void parse_args(std::string_view line, std::deque<std::string>& out, char stop) {
     bool escaped = false;
     bool quoted = false;
     std::string word;
-    for (; *line != '\0'; ++line) {
-        const char c = *line;
+    for (const char c : line) {
         if (escaped) {
             word += c;
             escaped = false;

@@ -5,6 +5,7 @@
 #include <deque>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vocalink::util {
@@ -14,9 +15,8 @@ namespace vocalink::util {
  *  Only the blank (0x20) separates words. Double quotes group and may start and end anywhere inside
  *  a word; a backslash makes the next byte literal. Empty words are never produced, so "" adds
  *  nothing. An unterminated quote runs to the end of the line, a trailing backslash is dropped.
- *  @param line  NUL-terminated
  *  @param stop  byte at which the rest of the line is ignored, also inside quotes; NUL for none */
-void parse_args(const char* line, std::deque<std::string>& out, char stop);
+void parse_args(std::string_view line, std::deque<std::string>& out, char stop);
 
 /** Cuts text at every sep. Leading and inner empty pieces are kept, a trailing empty one is not. */
 [[nodiscard]] std::vector<std::string> split(const char* text, char sep);

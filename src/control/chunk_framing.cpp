@@ -7,22 +7,26 @@
 namespace vocalink {
 
 void chunk_framing::take(std::string_view received) {
-    received.remove_suffix(1);
-    chunk = received.substr(0, received.find('\0'));
+    chunk = received;
+    length = std::min(chunk.find('\0'), chunk.size() - 1);
     position = 0;
 }
 
-std::optional<std::string> chunk_framing::next_line() {
-    const std::size_t begin = chunk.find_first_not_of('\n', position);
-    if (begin == std::string::npos) {
+std::optional<command_line> chunk_framing::next_line() {
+    const std::string_view lines(chunk.data(), length);
+    const std::size_t begin = lines.find_first_not_of('\n', position);
+    if (begin == std::string_view::npos) {
         chunk.clear();
         chunk.shrink_to_fit();
-        position = 0;
+        length = position = 0;
         return std::nullopt;
     }
-    const std::size_t end = std::min(chunk.find('\n', begin), chunk.size());
-    position = end;
-    return chunk.substr(begin, end - begin);
+    position = std::min(lines.find('\n', begin), length);
+    return command_line{.text = std::string(lines.substr(begin, position - begin))};
+}
+
+std::string chunk_framing::rest() const {
+    return chunk.substr(std::min(position + 1, chunk.size()));
 }
 
 } // namespace vocalink

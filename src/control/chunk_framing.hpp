@@ -2,24 +2,22 @@
 // Command lines as whole chunks of what the socket gives.
 #pragma once
 
-#include <optional>
-#include <string>
-#include <string_view>
+#include "control/framing.hpp"
 
 namespace vocalink {
 
 /** Clients send whole lines: the last byte of each read is taken for the newline, whatever it is, a
  *  NUL ends what was read, and nothing is kept from one read to the next. */
-class chunk_framing {
+class chunk_framing : public framing {
   public:
-    /** Takes what one read gave, at least a byte, when next_line() has no more of the one before. */
-    void take(std::string_view received);
-    /** The next line that is not empty, if there is one. */
-    [[nodiscard]] std::optional<std::string> next_line();
+    void take(std::string_view received) override;
+    [[nodiscard]] std::optional<command_line> next_line() override;
+    [[nodiscard]] std::string rest() const override;
 
   private:
-    std::string chunk;
-    std::size_t position = 0; // of the first byte that is not in a line yet
+    std::string chunk;        // as received
+    std::size_t length = 0;   // of its lines
+    std::size_t position = 0; // behind the line given last
 };
 
 } // namespace vocalink

@@ -18,9 +18,11 @@ using util::log_line;
 
 namespace {
 
+constexpr std::size_t longest_logged = 16384;
+
 word_list words_of(const std::string& line) {
     word_list words;
-    util::parse_args(line.c_str(), words, '\0');
+    util::parse_args(line, words, '\0');
     return words;
 }
 
@@ -38,9 +40,10 @@ command_result run_from_table(connection& caller, word_list& words) {
     return row->run(caller, words);
 }
 
-command_run::command_run(connection& sender, const std::string& line, command_handler* handler)
-    : caller(sender), run(handler), words(words_of(line)), mask(words) {
-    log_line() << "<- tolvey connection(" << caller.name << "): " << mask.line(line.c_str());
+command_run::command_run(connection& sender, const command_line& line, command_handler* handler)
+    : caller(sender), run(handler), tag(line.tag), words(words_of(line.text)), mask(words) {
+    log_line() << "<- tolvey connection(" << caller.name << "): " << tag
+               << mask.line(line.text).substr(0, longest_logged);
 }
 
 command_run::~command_run() {
@@ -75,9 +78,9 @@ std::optional<std::string> command_run::proceed() {
     } catch (const std::exception& failure) {
         reply = std::string("ERROR COMMAND_ERROR ") + failure.what();
     }
-    log_line() << "-> connection(" << caller.name
-               << "): " << mask.reply(logged.empty() ? *reply : logged);
-    return std::move(*reply) + "\n";
+    log_line() << "-> connection(" << caller.name << "): " << tag
+               << mask.reply(logged.empty() ? *reply : logged);
+    return tag + *reply + "\n";
 }
 
 /** @return the reply, or nothing when there is more to do or to wait for */

@@ -4,6 +4,7 @@
 
 #include "control/command_result.hpp"
 #include "control/commands.hpp"
+#include "control/framing.hpp"
 #include "control/log_masking.hpp"
 
 #include <memory>
@@ -24,7 +25,7 @@ command_handler run_from_table;
 class command_run {
   public:
     /** @param handler  gets all words of the line; by default it finds the command's own handler */
-    command_run(connection& sender, const std::string& line,
+    command_run(connection& sender, const command_line& line,
                 command_handler* handler = run_from_table);
     command_run(const command_run&) = delete;
     command_run& operator=(const command_run&) = delete;
@@ -47,6 +48,7 @@ class command_run {
 
     connection& caller;
     command_handler* const run;
+    const std::string tag; // begins the reply
     word_list words;
     const log_mask mask;
     command_result::step next_step;         // null unless the command goes on in steps

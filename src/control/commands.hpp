@@ -26,6 +26,7 @@ command_handler play_tones;                 // feature_commands.cpp
 command_handler start_or_stop_recording;    // recording_command.cpp
 command_handler list_objects, show_objects; // listing_commands.cpp
 command_handler count_queues, recover;      // listing_commands.cpp
+command_handler choose_framing;             // framing_command.cpp
 command_handler tell_statistics;            // statistics_command.cpp
 
 struct command {
@@ -48,6 +49,7 @@ inline constexpr command command_table[] = {
     {"recover", recover},
     {"queue_count", count_queues},
     {"play", play_tones},
+    {"framing", choose_framing},
     {"stats", tell_statistics},
 };
 

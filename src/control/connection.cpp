@@ -2,6 +2,7 @@
 // A connection's framing, dispatch, replies and notices.
 #include "control/connection.hpp"
 
+#include "control/chunk_framing.hpp"
 #include "util/log_line.hpp"
 
 #include <array>
@@ -23,11 +24,16 @@ constexpr std::size_t input_bytes = 16384;
 // Notices are dropped while this much is unread; calls are unaffected.
 constexpr std::size_t max_backlog_bytes = 1'048'576;
 
+command_result refuse_long_line(connection&, word_list&) {
+    return "ERROR line too long";
+}
+
 } // namespace
 
 connection::connection(const char* connection_name, util::unique_fd accepted,
                        command_turns& shared_turns)
-    : name(connection_name), turns(shared_turns), fd(std::move(accepted)), output(fd.get()) {
+    : name(connection_name), turns(shared_turns), fd(std::move(accepted)), output(fd.get()),
+      input(std::make_unique<chunk_framing>()) {
     log_line("connection", name) << "starting with fd " << fd.get();
     output.write("RECOVER_OK\n");
     objects.notify_signal.connect(this, &connection::notify);
@@ -93,17 +99,17 @@ bool connection::run_part() {
 
 /** @return false when the client must send more first; handle_input waits for it */
 bool connection::begin_command() {
-    auto line = input.next_line();
+    auto line = input->next_line();
     if (!line && readable) {
         readable = false;
         read_chunk();
-        line = input.next_line();
+        line = input->next_line();
     }
     if (!line) {
         input_watcher.start();
         return false;
     }
-    running.emplace(*this, *line);
+    running.emplace(*this, *line, line->too_long ? refuse_long_line : run_from_table);
     return true;
 }
 
@@ -111,12 +117,19 @@ void connection::read_chunk() {
     std::array<char, input_bytes> buffer;
     const ssize_t received = ::recv(fd.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
     if (received > 0) {
-        input.take({buffer.data(), static_cast<std::size_t>(received)});
+        input->take({buffer.data(), static_cast<std::size_t>(received)});
     } else if (received == 0) {
         end_of_input = 0;
     } else if (errno != EINTR && errno != EAGAIN && errno != EWOULDBLOCK) {
         end_of_input = errno;
     }
+}
+
+void connection::use_framing(std::unique_ptr<framing> next) {
+    if (const std::string rest = input->rest(); !rest.empty()) {
+        next->take(rest);
+    }
+    input = std::move(next);
 }
 
 void connection::handle_finished_reply() {

@@ -2,15 +2,16 @@
 // One controller: its commands, its replies and notices, and the objects it has made.
 #pragma once
 
-#include "control/chunk_framing.hpp"
 #include "control/command_run.hpp"
 #include "control/command_turns.hpp"
+#include "control/framing.hpp"
 #include "control/line_output.hpp"
 #include "control/owned_objects.hpp"
 #include "util/event_loop.hpp"
 #include "util/signal.hpp"
 #include "util/unique_fd.hpp"
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -42,6 +43,9 @@ class connection final : private turn_taker {
     /** Sends a notice to the client; the line end is added. */
     void notify(std::string text);
 
+    /** Frames what follows the running command's line in another way. */
+    void use_framing(std::unique_ptr<framing> next);
+
     /** Has the running command take its next turn: its pending reply is finished. */
     void handle_finished_reply();
 
@@ -58,7 +62,7 @@ class connection final : private turn_taker {
     command_turns& turns;
     util::unique_fd fd;
     line_output output;                 // replies and notices, in order
-    chunk_framing input;                // what was read and not run yet
+    std::unique_ptr<framing> input;     // what was read and not run yet
     bool readable = false;              // since handle_input, nothing has been read
     std::optional<int> end_of_input;    // errno of the last read, 0 at the end of the file
     std::optional<command_run> running; // the command whose reply is to come

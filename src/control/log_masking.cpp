@@ -5,7 +5,7 @@
 #include "control/commands.hpp"
 
 #include <algorithm>
-#include <cstring>
+#include <cctype>
 
 namespace vocalink {
 
@@ -33,22 +33,27 @@ std::vector<std::string> secret_features() {
     return names;
 }
 
-/** Where the text names a secret feature; null when it does not. */
-const char* find_secret(const std::string& text) {
+/** What the text has from where it names a secret feature, in any case of letters; nothing when it
+ *  names none. */
+std::string_view from_secret(std::string_view text) {
     static const std::vector<std::string> names = secret_features();
+    const auto same = [](unsigned char a, unsigned char b) { return std::tolower(a) == b; };
     for (const std::string& name : names) {
-        if (const char* const at = strcasestr(text.c_str(), name.c_str()); at != nullptr) {
-            return at;
+        const auto at = std::search(text.begin(), text.end(), name.begin(), name.end(), same);
+        if (at != text.end()) {
+            return text.substr(static_cast<std::size_t>(at - text.begin()));
         }
     }
-    return nullptr;
+    return {};
+}
+
+bool names_secret(const std::string& word) {
+    return !from_secret(word).empty();
 }
 
 /** Whether the word is as long as a key, or names a secret feature and goes on behind it. */
 bool may_hold_key(const std::string& word) {
-    const char* const secret = find_secret(word);
-    return word.size() >= shortest_key ||
-           (secret != nullptr && std::strchr(secret, ' ') != nullptr);
+    return word.size() >= shortest_key || from_secret(word).find(' ') != std::string_view::npos;
 }
 
 /** What the words of a command can be, by its form. */
@@ -101,7 +106,7 @@ bool is_hidden(contents holds, const word_list& words, std::size_t place,
 
 log_mask::log_mask(const word_list& words) {
     const contents holds = contents_of(words);
-    const auto secret = std::find_if(words.begin(), words.end(), find_secret);
+    const auto secret = std::find_if(words.begin(), words.end(), names_secret);
     const auto secret_place = static_cast<std::size_t>(secret - words.begin());
     for (std::size_t place = 0; place < words.size(); ++place) {
         masked_line += place == 0 ? "" : " ";
@@ -114,7 +119,7 @@ log_mask::log_mask(const word_list& words) {
     }
 }
 
-std::string log_mask::line(const char* received) const {
+std::string log_mask::line(const std::string& received) const {
     return hidden_words.empty() ? received : masked_line;
 }
 

@@ -22,7 +22,7 @@ class log_mask {
     explicit log_mask(const word_list& words);
 
     /** The command as it may be logged: as received, unless there is something to hide. */
-    [[nodiscard]] std::string line(const char* received) const;
+    [[nodiscard]] std::string line(const std::string& received) const;
     /** Whether a word of the command is hidden, so that a reply that repeats it must not be logged. */
     [[nodiscard]] bool hides(std::string_view word) const;
     /** A reply as it may be logged. */

@@ -35,7 +35,7 @@ std::string recording_file::store_path() const {
 }
 
 int recording_file::open() {
-    if (name.find('/') != std::string::npos) {
+    if (name.find('/') != std::string::npos || name.find('\0') != std::string::npos) {
         return ENOENT;
     }
     fd.reset(::open(work_path().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, usual_mode));

@@ -40,6 +40,20 @@ TEST_F(protocol_test, frames_chunks_into_lines_and_words) {
     }
 }
 
+TEST_F(protocol_test, lines_come_in_any_pieces_once_the_controller_asks_for_that) {
+    start();
+    control->send("framing lines\nreco");
+    EXPECT_EQ(control->read_line(), "SUCCESS");
+    control->send("ver\r\nframing lines tags\n#x reco");
+    EXPECT_EQ(control->read_line(), "RECOVER_OK");
+    EXPECT_EQ(control->read_line(), "SUCCESS");
+    control->send("ver\n#y " + std::string(1'100'000, 'y'));
+    EXPECT_EQ(control->read_line(), "#x RECOVER_OK");
+    EXPECT_EQ(control->read_line(), "#y ERROR line too long");
+    control->send("yy\n#z recover\n");
+    EXPECT_EQ(control->read_line(), "#z RECOVER_OK");
+}
+
 TEST_F(protocol_test, refuses_in_the_order_count_then_id_then_the_rest) {
     start();
     expect_reply(new_stream("x", "PCMU"), "SUCCESS 6000 " + local_ip);

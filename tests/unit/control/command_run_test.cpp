@@ -36,7 +36,7 @@ class command_run_test : public ::testing::Test {
 };
 
 TEST_F(command_run_test, replies_later_with_what_the_rest_of_the_command_returns_or_throws) {
-    command_run failing(*caller, "open", reply_later);
+    command_run failing(*caller, {.text = "open"}, reply_later);
     EXPECT_EQ(failing.proceed(), std::nullopt);
     EXPECT_TRUE(failing.waits());
     owed->finish([](owned_objects&) -> command_result { throw stream_exception("no"); });
@@ -45,7 +45,7 @@ TEST_F(command_run_test, replies_later_with_what_the_rest_of_the_command_returns
 
     owed = std::make_shared<pending_reply>();
     owed->finish([](owned_objects&) { return "SUCCESS at once"; }); // before the handler returns
-    command_run quick(*caller, "open", reply_later);
+    command_run quick(*caller, {.text = "open"}, reply_later);
     EXPECT_EQ(quick.proceed(), std::nullopt);
     EXPECT_FALSE(quick.waits());
     EXPECT_EQ(quick.proceed(), "SUCCESS at once\n");
@@ -53,7 +53,7 @@ TEST_F(command_run_test, replies_later_with_what_the_rest_of_the_command_returns
 
 TEST_F(command_run_test, replies_with_an_error_when_memory_or_the_library_fails) {
     const auto reply_to = [this](command_handler* handler) {
-        return command_run(*caller, "any", handler).proceed().value();
+        return command_run(*caller, {.text = "any"}, handler).proceed().value();
     };
     EXPECT_EQ(reply_to([](connection&, word_list&) -> command_result { throw std::bad_alloc(); }),
               "ERROR COMMAND_ERROR out of memory\n");
@@ -65,7 +65,7 @@ TEST_F(command_run_test, replies_with_an_error_when_memory_or_the_library_fails)
 
 TEST_F(command_run_test, abandons_the_reply_when_it_ends_first) {
     {
-        command_run cut_short(*caller, "open", reply_later);
+        command_run cut_short(*caller, {.text = "open"}, reply_later);
         EXPECT_EQ(cut_short.proceed(), std::nullopt);
         EXPECT_FALSE(owed->is_abandoned());
     }
@@ -77,7 +77,7 @@ TEST_F(command_run_test, abandons_the_reply_when_it_ends_first) {
 }
 
 TEST_F(command_run_test, goes_on_in_steps_until_one_has_the_reply) {
-    command_run counting(*caller, "count", [](connection&, word_list&) {
+    command_run counting(*caller, {.text = "count"}, [](connection&, word_list&) {
         return command_result::in_steps([n = 0]() mutable -> std::optional<std::string> {
             return ++n < 3 ? std::nullopt : std::optional("SUCCESS " + std::to_string(n));
         });

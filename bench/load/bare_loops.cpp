@@ -20,7 +20,8 @@ namespace vocalink::bench {
 namespace {
 
 constexpr std::size_t frame_samples = payload_bytes;
-constexpr long cycle_ns = 30'000'000;
+constexpr long mix_cycle_ns = 30'000'000;
+constexpr long tick_ns = 20'000'000;
 
 using frame = std::array<short, frame_samples>;
 using frame_sum = std::array<std::int32_t, frame_samples>;
@@ -36,17 +37,15 @@ void send(const bare_leg& to, const packet& out, std::size_t bytes) {
            sizeof to.remote);
 }
 
-void read_and_add(bare_leg& from, frame& incoming, frame_sum& sum) {
+/** @return whether a whole packet was read */
+bool read_frame(bare_leg& from, frame& incoming) {
     packet in; // filled by the kernel
     if (receive(from, in) != static_cast<ssize_t>(in.size())) {
-        incoming.fill(0);
-        return;
+        return false;
     }
     ulaw2linear(reinterpret_cast<const char*>(&in[harness::rtp_header_bytes]), incoming.data(),
                 frame_samples);
-    for (std::size_t i = 0; i < frame_samples; ++i) {
-        sum[i] += incoming[i];
-    }
+    return true;
 }
 
 void send_others(const bare_leg& to, std::uint16_t cycle, const frame& own, const frame_sum& sum) {
@@ -60,6 +59,35 @@ void send_others(const bare_leg& to, std::uint16_t cycle, const frame& own, cons
     linear2ulaw(heard.data(), reinterpret_cast<char*>(&out[harness::rtp_header_bytes]),
                 frame_samples);
     send(to, out, out.size());
+}
+
+/** @param room   legs that hear each other
+ *  @param empty  read each leg until nothing is left, instead of once */
+[[noreturn]] void mix_rooms(std::vector<bare_leg>& legs, std::size_t room, long cycle_ns,
+                            bool empty) {
+    const util::unique_fd timer(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC));
+    const itimerspec every{{0, cycle_ns}, {0, cycle_ns}};
+    timerfd_settime(timer.get(), 0, &every, nullptr);
+    std::vector<frame> incoming(legs.size());
+    for (std::uint16_t cycle = 0;; ++cycle) {
+        std::uint64_t expiries = 0;
+        (void)!read(timer.get(), &expiries, sizeof expiries);
+        for (std::size_t begin = 0; begin < legs.size(); begin += room) {
+            const std::size_t end = std::min(begin + room, legs.size());
+            frame_sum sum{};
+            for (std::size_t i = begin; i < end; ++i) {
+                incoming[i].fill(0);
+                while (read_frame(legs[i], incoming[i]) && empty) {
+                }
+                for (std::size_t sample = 0; sample < frame_samples; ++sample) {
+                    sum[sample] += incoming[i][sample];
+                }
+            }
+            for (std::size_t i = begin; i < end; ++i) {
+                send_others(legs[i], cycle, incoming[i], sum);
+            }
+        }
+    }
 }
 
 } // namespace
@@ -83,21 +111,15 @@ void relay_for_ever(std::vector<bare_leg>& legs) {
 }
 
 void mix_for_ever(std::vector<bare_leg>& legs) {
-    const util::unique_fd timer(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC));
-    const itimerspec every{{0, cycle_ns}, {0, cycle_ns}};
-    timerfd_settime(timer.get(), 0, &every, nullptr);
-    std::vector<frame> incoming(legs.size());
-    for (std::uint16_t cycle = 0;; ++cycle) {
-        std::uint64_t expiries = 0;
-        (void)!read(timer.get(), &expiries, sizeof expiries);
-        frame_sum sum{};
-        for (std::size_t i = 0; i < legs.size(); ++i) {
-            read_and_add(legs[i], incoming[i], sum);
-        }
-        for (std::size_t i = 0; i < legs.size(); ++i) {
-            send_others(legs[i], cycle, incoming[i], sum);
-        }
-    }
+    mix_rooms(legs, legs.size(), mix_cycle_ns, false);
+}
+
+void confer_for_ever(std::vector<bare_leg>& legs) {
+    mix_rooms(legs, legs.size(), tick_ns, true);
+}
+
+void confer_by_threes_for_ever(std::vector<bare_leg>& legs) {
+    mix_rooms(legs, 3, tick_ns, true);
 }
 
 bare_loop::bare_loop(std::size_t legs, std::uint16_t remote_port,

@@ -27,6 +27,12 @@ struct bare_leg {
  *  one sendto. A leg without a packet is silent for the cycle. */
 [[noreturn]] void mix_for_ever(std::vector<bare_leg>& legs);
 
+/** The same every 20 ms, each leg read until it is empty: one conference of all legs. */
+[[noreturn]] void confer_for_ever(std::vector<bare_leg>& legs);
+
+/** The same with conferences of three legs each. */
+[[noreturn]] void confer_by_threes_for_ever(std::vector<bare_leg>& legs);
+
 /** One of these loops in a process of its own, so that its cost can be told from everybody else's.
  *  It dies with its parent, which must have one thread only. */
 class bare_loop {

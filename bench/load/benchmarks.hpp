@@ -22,7 +22,11 @@ constexpr double warm_up_s = 0.3;
 /** Two-party calls, the daemon beside a bare relay: processor time, loss, latency. */
 void measure_relay(benchmark::State& state);
 
-/** Conferences, the daemon beside a bare mixing loop: processor time. */
+/** Bridges that mix every 30 ms, the daemon beside a bare mixing loop: processor time. */
+void measure_mix(benchmark::State& state);
+
+/** Conferences of telephones, all members in rooms of the second size; the daemon beside a bare loop
+ *  that reads until empty and mixes every 20 ms: processor time. */
 void measure_conference(benchmark::State& state);
 
 /** Calls with every stream recorded, the daemon beside itself without: processor time of its event
@@ -32,7 +36,7 @@ void measure_recording(benchmark::State& state);
 /** Sound files played into calls: processor time and system calls per frame, frames missing. */
 void measure_sound(benchmark::State& state);
 
-/** Heap allocations per relayed packet and per member and mixing cycle. */
+/** Heap allocations per relayed packet and per member and cycle of a mix and of a conference. */
 void measure_allocations(benchmark::State& state);
 
 /** Memory of an idle stream. */

@@ -44,12 +44,12 @@ void measure_relay(benchmark::State& state) {
     add_losses(state, of_bare, of_daemon, of_bare.lost(), of_daemon.lost());
 }
 
-void measure_conference(benchmark::State& state) {
+void measure_mix(benchmark::State& state) {
     const auto members = size_of(state);
     load_socket socket;
     const bare_loop bare(members, socket.port(), mix_for_ever);
     loaded_daemon daemon(socket.port());
-    daemon.add_conference(members);
+    daemon.add_mix(members);
     const auto [of_bare, of_daemon] =
         run_by_turns<conference_traffic>(socket, bare.process(), daemon.process());
     add_row(state, "CPU us per member and cycle", of_bare.cpu_us(), of_daemon.cpu_us(), 1.25);
@@ -59,6 +59,21 @@ void measure_conference(benchmark::State& state) {
     }
     const double sent = static_cast<double>(of_daemon.sent) * (1 + warm_up_s / round_s);
     add_row(state, "packets read of those sent, %", 100 * read / sent);
+    expect_none(state, "members who heard nothing", of_bare.unheard + of_daemon.unheard);
+    add_losses(state, of_bare, of_daemon, of_bare.missing, of_daemon.missing);
+}
+
+void measure_conference(benchmark::State& state) {
+    const auto members = size_of(state);
+    const auto room = static_cast<std::size_t>(state.range(1));
+    load_socket socket;
+    const bare_loop bare(members, socket.port(),
+                         room == members ? confer_for_ever : confer_by_threes_for_ever);
+    loaded_daemon daemon(socket.port());
+    daemon.add_conferences(members, room);
+    const auto [of_bare, of_daemon] =
+        run_by_turns<telephone_traffic>(socket, bare.process(), daemon.process());
+    add_row(state, "CPU us per member and tick", of_bare.cpu_us(), of_daemon.cpu_us(), 1.25);
     expect_none(state, "members who heard nothing", of_bare.unheard + of_daemon.unheard);
     add_losses(state, of_bare, of_daemon, of_bare.missing, of_daemon.missing);
 }

@@ -95,20 +95,29 @@ void measure_sound(benchmark::State& state) {
 void measure_allocations(benchmark::State& state) {
     // Members are spoken to in their own encoding; the generator speaks PCMU only, which those of
     // another read and refuse.
-    using encodings = std::vector<std::string>;
-    for (const auto& [what, spoken] :
-         {std::pair<std::string, encodings>{"relayed packet", {}},
-          {"PCMU member and cycle", {"PCMU"}},
-          {"member and cycle of all codecs", {"PCMU", "G729", "ILBC20", "ILBC30"}}}) {
+    const std::size_t members = size_of(state);
+    const std::vector<std::string> codecs{"PCMU", "G711A", "G722", "G729", "ILBC20", "ILBC30"};
+    const auto count_in = [&](const std::string& what, auto fill, auto count_calls) {
         load_socket socket;
         loaded_daemon daemon(socket.port(), true);
-        const bool relayed = spoken.empty();
-        relayed ? daemon.add_pairs(50) : daemon.add_conference(size_of(state), spoken);
-        const auto [calls, events] = relayed ? count<relay_traffic>(socket, daemon)
-                                             : count<conference_traffic>(socket, daemon);
+        fill(daemon);
+        const auto [calls, events] = count_calls(socket, daemon);
         add_row(state, "allocations per " + what + ", of so many", static_cast<double>(events));
         expect_none(state, "allocations per " + what, calls[heap_allocations]);
-    }
+    };
+    count_in(
+        "relayed packet", [](loaded_daemon& daemon) { daemon.add_pairs(50); },
+        count<relay_traffic>);
+    count_in(
+        "PCMU member and cycle of a mix", [&](loaded_daemon& daemon) { daemon.add_mix(members); },
+        count<conference_traffic>);
+    count_in(
+        "member and cycle of a mix of codecs",
+        [&](loaded_daemon& daemon) { daemon.add_mix(members, codecs); }, count<conference_traffic>);
+    count_in(
+        "member and tick of a conference of codecs",
+        [&](loaded_daemon& daemon) { daemon.add_conferences(members, members, codecs); },
+        count<telephone_traffic>);
 }
 
 void measure_idle_memory(benchmark::State& state) {

@@ -4,6 +4,7 @@
 
 #include "load/benchmarks.hpp"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
@@ -75,11 +76,24 @@ void loaded_daemon::add_pairs(std::size_t pairs) {
     }
 }
 
-void loaded_daemon::add_conference(std::size_t members, const std::vector<std::string>& encodings) {
-    command("new vocalink room");
+void loaded_daemon::add_mix(std::size_t members, const std::vector<std::string>& encodings) {
+    add_bridge("vocalink", members, encodings);
+}
+
+void loaded_daemon::add_conferences(std::size_t members, std::size_t room,
+                                    const std::vector<std::string>& encodings) {
+    for (std::size_t begin = 0; begin < members; begin += room) {
+        add_bridge("conference", std::min(room, members - begin), encodings);
+    }
+}
+
+void loaded_daemon::add_bridge(const std::string& type, std::size_t members,
+                               const std::vector<std::string>& encodings) {
+    const std::string room = "room" + std::to_string(legs.size());
+    command("new " + type + " " + room);
     for (std::size_t i = 0; i < members; ++i) {
-        add_stream("m" + std::to_string(i), encodings[i % encodings.size()]);
-        command("join room " + legs.back());
+        add_stream("m" + std::to_string(legs.size()), encodings[i % encodings.size()]);
+        command("join " + room + " " + legs.back());
     }
 }
 

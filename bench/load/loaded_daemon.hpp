@@ -34,8 +34,12 @@ class loaded_daemon {
     /** Two-party calls; leg 2k is bridged with leg 2k+1. */
     void add_pairs(std::size_t pairs);
 
-    /** One bridge with all legs. @param encodings  given to the legs in turn */
-    void add_conference(std::size_t members, const std::vector<std::string>& encodings = {"PCMU"});
+    /** One vocalink bridge with all legs. @param encodings  given to the legs in turn */
+    void add_mix(std::size_t members, const std::vector<std::string>& encodings = {"PCMU"});
+
+    /** Conferences of so many members each. @param encodings  given to the legs in turn */
+    void add_conferences(std::size_t members, std::size_t room,
+                         const std::vector<std::string>& encodings = {"PCMU"});
 
     /** For each µ-law file a leg with a bridge of its own, into which a looping sound_stream
      *  plays it. */
@@ -63,6 +67,9 @@ class loaded_daemon {
     [[nodiscard]] counter_values counts() const;
 
   private:
+    void add_bridge(const std::string& type, std::size_t members,
+                    const std::vector<std::string>& encodings);
+
     harness::temporary_directory directory;
     const std::string counter_path = directory.path() + "/counts";
     std::optional<harness::daemon_process> daemon;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iostream>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -18,29 +19,33 @@ namespace {
 using sizes = std::vector<std::int64_t>;
 
 benchmark::internal::Benchmark* add(const char* name, void (*measure)(benchmark::State&),
-                                    const char* size, const sizes& each) {
+                                    const std::vector<std::string>& names,
+                                    const std::vector<sizes>& each) {
     auto* added = benchmark::RegisterBenchmark(name, [measure](benchmark::State& state) {
         for ([[maybe_unused]] auto once : state) {
             measure(state);
         }
     });
-    added->Iterations(1)->ArgName(size);
+    added->Iterations(1)->ArgNames(names);
     added->ComputeStatistics("min", [](const auto& values) { return std::ranges::min(values); });
     added->ComputeStatistics("max", [](const auto& values) { return std::ranges::max(values); });
-    std::ranges::for_each(each, [added](std::int64_t arg) { added->Arg(arg); });
+    std::ranges::for_each(each, [added](const sizes& arguments) { added->Args(arguments); });
     return added;
 }
 
 void add_all(bool quick) {
     round_s = quick ? 0.5 : round_s;
-    add("relay", measure_relay, "pairs", quick ? sizes{20} : sizes{10, 100, 1000});
-    add("conference", measure_conference, "members",
-        quick ? sizes{3, 10} : sizes{3, 10, 100, 1000});
-    add("sound", measure_sound, "files", quick ? sizes{50} : sizes{1000});
-    add("recording", measure_recording, "pairs", quick ? sizes{20} : sizes{100, 250});
-    add("allocations", measure_allocations, "members", sizes{12})->Repetitions(1);
-    add("idle_memory", measure_idle_memory, "streams", {quick ? 500 : 10'000})->Repetitions(1);
-    add("many_lives", measure_many_lives, "streams", {quick ? 2'000 : 100'000})->Repetitions(1);
+    using all = std::vector<sizes>;
+    add("relay", measure_relay, {"pairs"}, quick ? all{{20}} : all{{10}, {100}, {1000}});
+    add("mix", measure_mix, {"members"}, quick ? all{{3}, {10}} : all{{3}, {10}, {100}, {1000}});
+    add("conference", measure_conference, {"members", "room"},
+        quick ? all{{3, 3}, {10, 10}, {6, 3}}
+              : all{{3, 3}, {10, 10}, {100, 100}, {1000, 1000}, {150, 3}});
+    add("sound", measure_sound, {"files"}, {{quick ? 50 : 1000}});
+    add("recording", measure_recording, {"pairs"}, quick ? all{{20}} : all{{100}, {250}});
+    add("allocations", measure_allocations, {"members"}, {{12}})->Repetitions(1);
+    add("idle_memory", measure_idle_memory, {"streams"}, {{quick ? 500 : 10'000}})->Repetitions(1);
+    add("many_lives", measure_many_lives, {"streams"}, {{quick ? 2'000 : 100'000}})->Repetitions(1);
 }
 
 } // namespace

@@ -141,8 +141,8 @@ bool relay_traffic::take(std::size_t leg, listener& at, std::span<const std::uin
     return mine.number >= first_of_round && ntohl(mine.leg_be) == (leg ^ 1U);
 }
 
-conference_traffic::conference_traffic(load_socket& shared, const server& loaded)
-    : traffic(shared, loaded, 0.030), noise(noise_bytes + payload_bytes) {
+conference_traffic::conference_traffic(load_socket& shared, const server& loaded, double interval_s)
+    : traffic(shared, loaded, interval_s), noise(noise_bytes + payload_bytes) {
     // Both signs of the two lowest µ-law segments: up to about 400 of 32767.
     std::mt19937 random(1);
     std::uniform_int_distribution<int> code(0, 31);
@@ -161,6 +161,13 @@ bool conference_traffic::take(std::size_t, listener& at, std::span<const std::ui
                                       [](std::uint8_t byte) { return (byte | 0x80) == 0xff; });
     at.heard = static_cast<std::size_t>(silent) * 2 < payload.size();
     return true;
+}
+
+bool telephone_traffic::take(std::size_t leg, listener& at, std::span<const std::uint8_t> payload) {
+    const bool before = at.heard; // the tick goes on when nobody speaks any more
+    const bool right = conference_traffic::take(leg, at, payload);
+    at.heard = at.heard || before;
+    return right;
 }
 
 bool sound_traffic::take(std::size_t leg, listener& at, std::span<const std::uint8_t> payload) {

@@ -98,13 +98,24 @@ class relay_traffic : public traffic {
  *  member should hear the others. */
 class conference_traffic : public traffic {
   public:
-    conference_traffic(load_socket& shared, const server& loaded);
+    conference_traffic(load_socket& shared, const server& loaded, double interval_s = 0.030);
 
-  private:
+  protected:
     void fill(std::span<std::uint8_t> payload, std::uint64_t number, std::int64_t now_ns) override;
     bool take(std::size_t leg, listener& at, std::span<const std::uint8_t> payload) override;
 
+  private:
     std::vector<std::uint8_t> noise; // µ-law, quiet enough that sums do not saturate
+};
+
+/** The same every 20 ms, the pace of telephones and of their conferences. */
+class telephone_traffic : public conference_traffic {
+  public:
+    telephone_traffic(load_socket& shared, const server& loaded)
+        : conference_traffic(shared, loaded, 0.020) {}
+
+  private:
+    bool take(std::size_t leg, listener& at, std::span<const std::uint8_t> payload) override;
 };
 
 /** Listens to players of the files that write_sound_files() made; nothing is sent. */

@@ -17,7 +17,7 @@ namespace vocalink::dialin {
 namespace {
 
 constexpr unsigned tick_ms = 250;
-constexpr unsigned longest_shutdown_ms = 4'500;
+constexpr unsigned longest_shutdown_ms = 4'000;
 constexpr int ticks_between_metrics = 20;
 
 // The word at the beginning of a text, which it is taken off from.
@@ -44,7 +44,7 @@ exchange::~exchange() {
     rooms.clear();
     if (stack_is_down) {
         nua_destroy(stack);
-    } // else the process ends with transactions still open, which the library cannot free
+    }
 }
 
 room& exchange::open_room(const std::string& name) {

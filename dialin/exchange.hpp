@@ -30,6 +30,8 @@ class exchange final : public link_listener {
 
     /** Says BYE to all calls, and stops the loop when they are gone, or after 5 s. */
     void shut_down();
+    /** True once every transaction is over. Before, the SIP library cannot be taken down. */
+    [[nodiscard]] bool is_down() const { return stack_is_down; }
 
     // For the calls:
     [[nodiscard]] control_link& daemon() { return link; }

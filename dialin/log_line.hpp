@@ -27,6 +27,10 @@ class log_line {
         text += piece;
         return *this;
     }
+    log_line& operator<<(char c) {
+        text += c;
+        return *this;
+    }
     log_line& operator<<(std::integral auto number) { return *this << std::to_string(number); }
 
   private:

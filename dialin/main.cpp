@@ -9,6 +9,7 @@
 
 #include <sys/resource.h>
 #include <sys/signalfd.h>
+#include <unistd.h>
 
 namespace {
 
@@ -54,6 +55,9 @@ int main(int argc, char** argv) {
             }
         });
         loop.run();
+        if (!desk.is_down()) {
+            ::_exit(0); // somebody has not answered a BYE, and that is not waited for
+        }
         return 0;
     } catch (const std::exception& problem) {
         dialin::log_line("dialin") << problem.what();

@@ -90,7 +90,7 @@ class ExchangeTest(unittest.TestCase):
             FRONT_END, "-s", self.socket, "-b", f"{LOOPBACK}:{self.port}", "--sounds", SOUNDS,
             *self.options)
         front_end.wait_for("connected to")
-        front_end.wait_for("answering SIP")
+        front_end.wait_for(f"answering SIP on {LOOPBACK}:{self.port}\n")
         return front_end
 
     def start(self, *arguments, **options):

@@ -96,6 +96,21 @@ class Rooms(ExchangeTest):
         time.sleep(1)
         self.assertEqual([beeps(voice.heard, 800) for voice in voices], [3, 0, 0])
 
+    def test_records_the_room_between_two_presses(self):
+        anna, bruno = Voice(self, ANNA), Voice(self, BRUNO)
+        self.dial(anna)
+        self.dial(bruno)
+        anna.press("*1")
+        self.front_end.wait_for("recording to")
+        until(lambda: beeps(bruno.heard, 1400) == 1, "the tone of a recording")
+        time.sleep(1)
+        bruno.press("*1")
+        self.front_end.wait_for("recording finished")
+        file = next(self.folder.glob("100_*.wav"))
+        samples = file.read_bytes()[44:]
+        self.assertTrue(hears(samples, ANNA) and hears(samples, BRUNO))
+        self.assertGreater(len(samples), 16000)
+
     def test_lets_in_with_the_pin_only(self):
         (self.folder / "rooms").write_text("100\nsecret 4711\n")
         self.options = (*self.options, "--rooms", "rooms")

@@ -6,6 +6,7 @@
 #include "control/word_table.hpp"
 #include "util/log_line.hpp"
 
+#include <optional>
 #include <sstream>
 
 namespace vocalink {
@@ -27,13 +28,24 @@ command_result delete_stream(owned_objects& owner, const std::string& id) {
     return reply.str();
 }
 
+// A leave takes some microseconds, most of them for its log line.
+constexpr int leaves_per_step = 100;
+
 command_result delete_bridge(owned_objects& owner, const std::string& id) {
-    bridge* const ending = owner.find_bridge(id);
-    if (ending == nullptr) {
+    if (owner.find_bridge(id) == nullptr) {
         return no_such_bridge;
     }
-    delete ending;
-    return "SUCCESS";
+    return command_result::in_steps([&owner, id]() -> std::optional<std::string> {
+        bridge* const ending = owner.find_bridge(id);
+        for (int i = 0; i < leaves_per_step; ++i) {
+            if (ending == nullptr || ending->members().empty()) {
+                delete ending;
+                return "SUCCESS";
+            }
+            ending->remove_stream(ending->members().begin()->second->id);
+        }
+        return std::nullopt;
+    });
 }
 
 struct deletable_type {

@@ -61,14 +61,7 @@ void connection::handle_input(ev::io&, int) {
         turns.add(*this);
         turns.run();
     }
-    if (end_of_input) {
-        const int error = *end_of_input;
-        if (error == 0) {
-            log_line("connection", name) << "eof received";
-        } else {
-            log_line("connection", name)
-                << "error " << error << " reading from input: " << error_text(error);
-        }
+    if (end_of_input && objects.empty()) {
         delete this;
     }
 }
@@ -85,8 +78,11 @@ bool connection::take_turn() {
 
 /** Runs the next line, or the next part of the one before. @return whether to go on at once */
 bool connection::run_part() {
+    if (end_of_input) {
+        return end_part();
+    }
     if (!running && !begin_command()) {
-        return false;
+        return end_of_input; // whose first part is the next turn's
     }
     const auto reply = running->proceed();
     if (!reply) {
@@ -106,7 +102,9 @@ bool connection::begin_command() {
         line = input->next_line();
     }
     if (!line) {
-        input_watcher.start();
+        if (!end_of_input) {
+            input_watcher.start();
+        }
         return false;
     }
     running.emplace(*this, *line, line->too_long ? refuse_long_line : run_from_table);
@@ -119,10 +117,24 @@ void connection::read_chunk() {
     if (received > 0) {
         input->take({buffer.data(), static_cast<std::size_t>(received)});
     } else if (received == 0) {
-        end_of_input = 0;
+        log_line("connection", name) << "eof received";
+        end_of_input = true;
     } else if (errno != EINTR && errno != EAGAIN && errno != EWOULDBLOCK) {
-        end_of_input = errno;
+        const int error = errno;
+        log_line("connection", name)
+            << "error " << error << " reading from input: " << error_text(error);
+        end_of_input = true;
     }
+}
+
+/** Ends one of the client's objects: a thousand at once would hold up packets. The last act is
+ *  handle_input's, for which the end of the input stays readable. */
+bool connection::end_part() {
+    objects.end_one();
+    if (objects.empty()) {
+        input_watcher.start();
+    }
+    return !objects.empty();
 }
 
 void connection::use_framing(std::unique_ptr<framing> next) {

@@ -55,6 +55,7 @@ class connection final : private turn_taker {
     bool run_part();
     bool begin_command();
     void read_chunk();
+    bool end_part();
     void handle_drained_output();
     void send_reply(const std::string& line);
     void tell_gap();
@@ -64,7 +65,7 @@ class connection final : private turn_taker {
     line_output output;                 // replies and notices, in order
     std::unique_ptr<framing> input;     // what was read and not run yet
     bool readable = false;              // since handle_input, nothing has been read
-    std::optional<int> end_of_input;    // errno of the last read, 0 at the end of the file
+    bool end_of_input = false;          // the client has gone; its objects end, then this
     std::optional<command_run> running; // the command whose reply is to come
     bool blocked = false;               // further commands wait until the client takes the output
     long long dropped_notices = 0;      // since the gap was last told

@@ -4,12 +4,17 @@
 
 namespace vocalink {
 
-void owned_objects::end_all() {
-    while (!streams_by_id.empty()) {
+void owned_objects::end_one() {
+    if (!streams_by_id.empty()) {
         delete streams_by_id.begin()->second;
-    }
-    while (!bridges_by_id.empty()) {
+    } else if (!bridges_by_id.empty()) {
         delete bridges_by_id.begin()->second;
+    }
+}
+
+void owned_objects::end_all() {
+    while (!empty()) {
+        end_one();
     }
 }
 

@@ -42,6 +42,9 @@ class owned_objects {
     [[nodiscard]] const stream_map& streams() const { return streams_by_id; }
     [[nodiscard]] const bridge_map& bridges() const { return bridges_by_id; }
 
+    [[nodiscard]] bool empty() const { return streams_by_id.empty() && bridges_by_id.empty(); }
+    /** Ends the first stream, or the first bridge when no stream is left. */
+    void end_one();
     /** Ends all streams, then all bridges. */
     void end_all();
 

@@ -16,6 +16,9 @@ namespace vocalink {
 namespace {
 
 class connection_test : public ::testing::Test {
+  public:
+    void forget_caller(std::string) { caller = nullptr; }
+
   protected:
     connection_test() {
         int ends[2];
@@ -79,6 +82,20 @@ TEST_F(connection_test, lists_many_objects_in_order_and_sends_notices_of_that_ti
     ev_run(ev_default_loop(0), EVRUN_NOWAIT);
     caller->notify("late");
     EXPECT_EQ(receive_until("late"), "RECOVER_OK\nSUCCESS " + list + "\nlate\n");
+}
+
+TEST_F(connection_test, ends_the_objects_of_a_client_that_has_gone_in_turns) {
+    for (int i = 0; i < 5000; ++i) {
+        caller->objects.adopt(std::make_unique<bridge>(std::to_string(i)));
+    }
+    caller->deleted.connect(this, &connection_test::forget_caller);
+    client.reset();
+    ev_run(ev_default_loop(0), EVRUN_NOWAIT);
+    ASSERT_NE(caller, nullptr);
+    EXPECT_LT(caller->objects.bridges().size(), 5000U);
+    EXPECT_FALSE(caller->objects.empty()) << "all at once would hold up packets";
+    ev_run(ev_default_loop(0), 0); // until there is nothing left to watch
+    EXPECT_EQ(caller, nullptr);
 }
 
 } // namespace

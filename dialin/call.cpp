@@ -54,7 +54,7 @@ void call::requested(nua_t* stack, std::string_view sdp, bool is_update) {
         nua_respond(handle, SIP_481_NO_TRANSACTION, NUTAG_WITH_THIS(stack), TAG_END());
         return;
     }
-    if (request) {
+    if (request || next_leg) { // unanswered, or answered and not acknowledged
         nua_respond(handle, SIP_491_REQUEST_PENDING, NUTAG_WITH_THIS(stack), TAG_END());
         return;
     }

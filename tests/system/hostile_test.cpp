@@ -28,32 +28,21 @@ std::vector<bytes> hostile_datagrams() {
 
 } // namespace
 
-class hostile_test : public system_test {
-  protected:
-    /** Sends bursts that a receive buffer holds, calling between() after each.
-     *  @return packets that the stream must have counted */
-    int bombard(leg& target, const std::function<void()>& between) {
-        int sent = -1; // the empty one does not count
-        for (std::size_t i = 0; i < datagrams.size(); ++i) {
-            target.send(datagrams[i]);
-            sent += 1;
-            if (i % 40 == 0 || i + 1 == datagrams.size()) {
-                between();
-                wait_until_read(target);
-                sent += packets_of_wait;
-            }
-        }
-        return sent;
-    }
-
-    const std::vector<bytes> datagrams = hostile_datagrams();
-};
+using hostile_test = system_test;
 
 TEST_F(hostile_test, pair_counts_everything_and_relays_nothing_but_what_was_sent) {
     start();
+    const std::vector<bytes> datagrams = hostile_datagrams();
     for (const std::string encoding : {"PCMU", "ILBC30"}) {
         auto legs = new_call({encoding, encoding});
-        const int received = bombard(legs[0], [] {});
+        auto received = datagrams.size() - 1; // the empty one does not count
+        for (std::size_t i = 0; i < datagrams.size(); ++i) {
+            legs[0].send(datagrams[i]);
+            if (i % 40 == 0 || i + 1 == datagrams.size()) { // a receive buffer holds as many
+                wait_until_read(legs[0]);
+                received += packets_of_wait;
+            }
+        }
         int relayed = 0;
         for (; const auto packet = legs[1].phone.receive(0ms); ++relayed) {
             EXPECT_EQ(std::count(datagrams.begin(), datagrams.end(), *packet), 1);
@@ -65,18 +54,6 @@ TEST_F(hostile_test, pair_counts_everything_and_relays_nothing_but_what_was_sent
                      "SUCCESS incoming_packets=0 outgoing_packets=" + std::to_string(relayed));
         expect_reply("delete bridge room", "SUCCESS");
     }
-}
-
-TEST_F(hostile_test, conference_goes_on) {
-    start();
-    auto legs = new_call({"PCMU", "G729", "ILBC30"});
-    expect_reply(new_stream("guest", "PCMU"), "SUCCESS 6006 " + local_ip);
-    bombard(legs[1], [this] { // a join makes the next cycle read all that waits
-        expect_reply("join room guest", "SUCCESS");
-        expect_reply("leave room guest", "SUCCESS");
-    });
-    legs[0].forget_received();
-    EXPECT_TRUE(legs[0].phone.receive());
 }
 
 TEST_F(hostile_test, every_line_of_whatever_bytes_gets_one_reply) {

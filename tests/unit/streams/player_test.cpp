@@ -1,21 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The streams that need no network: sound device, tones and sound files.
-#include "audio/frame_encoder.hpp"
+// The sound device, and signalling tones.
 #include "audio/g711.hpp"
 #include "base/config.hpp"
 #include "harness/temporary_directory.hpp"
 #include "rtp/rtp_packet.hpp"
 #include "streams/alsa_stream.hpp"
-#include "streams/sound_stream.hpp"
 #include "streams/tone_stream.hpp"
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <complex>
 #include <csignal>
 #include <fstream>
-#include <numbers>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -115,39 +110,23 @@ TEST_F(player_test, tone_stream_detects_what_is_generated_and_keeps_the_latest) 
     }
     EXPECT_EQ(testing::internal::GetCapturedStderr().find("mismatch"), std::string::npos);
     std::string packet(max_packet_bytes, 'x');
-    tone_stream fresh("fresh", DTMF, false);
-    EXPECT_EQ(fresh.read_incoming_rtp(packet.data(), max_packet_bytes, false), 412);
-    EXPECT_EQ(packet.substr(rtp_header_bytes, 400), std::string(400, '\0'));
+    tone_stream fresh("fresh", DTMF, false), unasked("unasked", BELLMF, false);
+    for (tone_stream* s : {&fresh, &unasked}) {
+        EXPECT_EQ(s->read_incoming_rtp(packet.data(), max_packet_bytes, false), 412);
+        const bool silent = packet.substr(rtp_header_bytes, 400) == std::string(400, '\0');
+        EXPECT_EQ(silent, s == &fresh) << "only Bell MF begins by itself";
+    }
 }
 
-TEST_F(player_test, sound_stream_decodes_its_file_for_a_mix) {
-    constexpr double radians = 2 * std::numbers::pi * 650 / 8000; // no whole periods in 10 ms
-    for (const std::string codec : {"PCMU", "G729", "ILBC20", "ILBC30"}) {
-        const std::string path = directory.path() + "/" + codec;
-        const auto [payload, frame_bytes] = settings_of_encoding(codec);
-        frame_encoder encoder(payload, frame_bytes);
-        std::string frame(static_cast<std::size_t>(frame_bytes), '\0');
-        std::ofstream file(path);
-        for (int at = 0; at < 10 * frame_samples_of(frame_bytes); file << frame) {
-            std::array<short, 240> tone;
-            for (int i = 0; i < frame_samples_of(frame_bytes); ++i, ++at) {
-                tone[i] = static_cast<short>(8000 * std::sin(radians * at));
-            }
-            encoder.encode(tone.data(), frame.data());
-        }
-        file.close();
-        sound_stream played("s", path, false, codec);
-        while (played.read_incoming_rtp(nullptr, 0, false) > 0) {
-        }
-        std::complex<double> share;
-        double energy = 1;
-        for (int i = 0; i < played.frame_samples(); ++i) { // of the last frame
-            const double sample = played.incoming_packet()[i];
-            share += sample * std::polar(1.0, radians * i);
-            energy += sample * sample;
-        }
-        EXPECT_GT(2 * std::norm(share) / energy / played.frame_samples(), 0.8) << codec;
-    }
+TEST_F(player_test, r2_sustains_the_last_digit) {
+    tone_generator generator(R2MF);
+    generator.put("12");
+    std::array<short, 2000> samples;
+    EXPECT_EQ(generator.generate(samples.data(), 2000), 2000);
+    r2_mf_rx_state_t* const receiver = r2_mf_rx_init(nullptr, 1, nullptr, nullptr);
+    r2_mf_rx(receiver, samples.data(), 2000);
+    EXPECT_EQ(r2_mf_rx_get(receiver), '2');
+    r2_mf_rx_free(receiver);
 }
 
 } // namespace

@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The streams that only speak: sound files and digits.
+#include "audio/frame_encoder.hpp"
+#include "base/config.hpp"
+#include "base/exceptions.hpp"
+#include "harness/rtp_peer.hpp"
+#include "harness/temporary_directory.hpp"
+#include "streams/dtmf_stream.hpp"
+#include "streams/sound_stream.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <complex>
+#include <fstream>
+#include <numbers>
+
+#include <sys/stat.h>
+
+namespace vocalink {
+namespace {
+
+class speaker_test : public testing::Test {
+  public:
+    void note(std::string notice) { notices += notice + "\n"; }
+    void note_turn(stream*) { turns.push_back(loop.now()); }
+
+  protected:
+    /** The next packet of a stream; empty when it has none. */
+    static std::vector<std::uint8_t> next(stream& from) {
+        std::array<char, max_packet_bytes> packet;
+        const int length = from.read_incoming_rtp(packet.data(), max_packet_bytes, false);
+        return {packet.begin(), packet.begin() + length};
+    }
+    /** What a stream that has just ended says on the loop's next turn. */
+    std::string last_words() {
+        loop.run(ev::ONCE);
+        return std::exchange(notices, "");
+    }
+    void write(const std::string& sound) const { std::ofstream(path) << sound; }
+
+    char* no_arguments[1]{};
+    config options{0, no_arguments};
+    ev::default_loop loop;
+    harness::temporary_directory directory;
+    const std::string path = directory.path() + "/sound";
+    std::string notices;
+    std::vector<double> turns;
+};
+
+TEST_F(speaker_test, digit_is_a_whole_event_and_then_the_end) {
+    const std::tuple<const char*, int, int, std::uint8_t, int> rows[] = {
+        {"7", 101, 100, 7, 3}, {"#", 228, 29, 11, 0}, {"A", 103, -1, 0, 0}, {"12", 96, 60, 0, 2}};
+    for (const auto& [digit, type, duration, code, longer] : rows) {
+        auto* const digits = new dtmf_stream("d", digit, type, duration); // ends itself
+        digits->notify_signal.connect<speaker_test>(this, &speaker_test::note);
+        for (int i = 0; i < longer + 4; ++i) {
+            const auto packet = next(*digits);
+            const int units = 160 * (std::min(i, longer) + 1);
+            const std::uint8_t payload[] = {code, std::uint8_t(i > longer ? 0x80 | 10 : 10),
+                                            std::uint8_t(units >> 8), std::uint8_t(units)};
+            EXPECT_EQ(packet,
+                      harness::rtp_packet_bytes(type, i + 1, 0, harness::parse_rtp(packet).ssrc,
+                                                payload, i == 0));
+        }
+        EXPECT_EQ(last_words(), "TIMEOUT STREAM d incoming_packets=" + std::to_string(longer + 4) +
+                                    " outgoing_packets=0\n");
+    }
+}
+
+TEST_F(speaker_test, sound_file_is_followed_to_where_no_frame_is_left) {
+    const auto heard = [](stream& from) {
+        const auto packet = next(from);
+        return packet.empty() ? '.' : static_cast<char>(packet[rtp_header_bytes]);
+    };
+    for (const bool looping : {false, true}) {
+        write(std::string(160, 'a') + std::string(160, 'b') + std::string(80, 'x'));
+        auto* const sound = new sound_stream("s", path, looping, "PCMU"); // ends itself
+        sound->notify_signal.connect(this, &speaker_test::note);
+        EXPECT_EQ(harness::parse_rtp(next(*sound)).timestamp, 160U);
+        EXPECT_EQ(heard(*sound), 'b');
+        EXPECT_EQ(heard(*sound), looping ? 'a' : '.');
+        if (looping) {
+            write(std::string(160, 'c'));
+            const std::string next_frames{heard(*sound), heard(*sound), heard(*sound)};
+            EXPECT_EQ(next_frames, "bcc") << "read ahead, then from its beginning";
+            write(std::string(159, 'x'));
+            EXPECT_EQ(heard(*sound), '.');
+        }
+        EXPECT_EQ(last_words(), "TIMEOUT STREAM s incoming_packets=" +
+                                    std::to_string(looping ? 6 : 2) + " outgoing_packets=0\n");
+    }
+}
+
+TEST_F(speaker_test, sound_is_due_at_the_pace_of_its_codec) {
+    write(std::string(1000, 'x'));
+    sound_stream sound("s", path, true, "ILBC30");
+    sound.sync_signal.connect(this, &speaker_test::note_turn);
+    while (turns.size() < 4) {
+        loop.run(ev::ONCE);
+    }
+    EXPECT_GT(turns[3] - turns[0], 0.08);
+    EXPECT_EQ(harness::parse_rtp(next(sound)).timestamp, 240U);
+}
+
+TEST_F(speaker_test, only_regular_files_are_opened) {
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    for (const std::string& wrong : {path, directory.path(), std::string("/dev/zero")}) {
+        EXPECT_THROW(sound_stream("s", wrong, true, "PCMU"), stream_exception) << wrong;
+    }
+}
+
+TEST_F(speaker_test, sound_stream_decodes_its_file_for_a_mix) {
+    constexpr double radians = 2 * std::numbers::pi * 650 / 8000; // no whole periods in 10 ms
+    for (const std::string codec : {"PCMU", "G729", "ILBC20", "ILBC30"}) {
+        const auto [payload, frame_bytes] = settings_of_encoding(codec);
+        frame_encoder encoder(payload, frame_bytes);
+        std::string frame(static_cast<std::size_t>(frame_bytes), '\0');
+        std::ofstream file(path);
+        for (int at = 0; at < 10 * frame_samples_of(frame_bytes); file << frame) {
+            std::array<short, 240> tone;
+            for (int i = 0; i < frame_samples_of(frame_bytes); ++i, ++at) {
+                tone[i] = static_cast<short>(8000 * std::sin(radians * at));
+            }
+            encoder.encode(tone.data(), frame.data());
+        }
+        file.close();
+        sound_stream played("s", path, false, codec);
+        while (played.read_incoming_rtp(nullptr, 0, false) > 0) {
+        }
+        std::complex<double> share;
+        double energy = 1;
+        for (int i = 0; i < played.frame_samples(); ++i) { // of the last frame
+            const double sample = played.incoming_packet()[i];
+            share += sample * std::polar(1.0, radians * i);
+            energy += sample * sample;
+        }
+        EXPECT_GT(2 * std::norm(share) / energy / played.frame_samples(), 0.8) << codec;
+    }
+}
+
+} // namespace
+} // namespace vocalink

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The features of streams as commands: who hears whom on the wire, and where packets go.
+// The features of streams as commands: who hears whom on the wire.
 #include "system_test.hpp"
 
 #include <numeric>
@@ -57,21 +57,6 @@ TEST_F(feature_test, mix_follows_every_rule_alone_and_combined) {
         }
         EXPECT_EQ(who_hears_whom(legs), expected) << commands;
     }
-}
-
-TEST_F(feature_test, endpoint_moves_until_the_next_packet_comes) {
-    start();
-    auto legs = new_call({"PCMU", "PCMU"});
-    harness::rtp_peer elsewhere(local_ip);
-    expect_reply("set stream a endpoint " + local_ip + " " + std::to_string(elsewhere.port()),
-                 "SUCCESS");
-    expect_reply("set stream a endpoint 1.2.3 5", "ERROR STREAM_ERROR invalid endpoint");
-    const bytes moved = legs[1].send(pcmu, bytes(160));
-    EXPECT_EQ(elsewhere.receive(), moved);
-    const bytes back = legs[0].send(pcmu, bytes(160));
-    EXPECT_EQ(legs[1].phone.receive(), back);
-    const bytes latched = legs[1].send(pcmu, bytes(160));
-    EXPECT_EQ(legs[0].phone.receive(), latched);
 }
 
 } // namespace vocalink::system_tests

@@ -12,6 +12,25 @@ using util::log_line;
 
 namespace {
 
+/** Ends a start once its file has been opened or not. The stream may have ended meanwhile.
+ *  @return the reply */
+std::string finish_start(owned_objects& objects, const std::string& stream_id,
+                         const std::string& recording_name, const std::string& path, int error) {
+    stream* const recorded = objects.find_stream(stream_id);
+    if (error == 0) {
+        if (recorded != nullptr) {
+            recorded->release_recording(recording_name);
+        }
+        return "SUCCESS " + path;
+    }
+    log_line("stream", stream_id) << "creating recording failed with id " << recording_name;
+    if (recorded != nullptr) {
+        recorded->remove_recording(recording_name);
+    }
+    return "ERROR create recording failed";
+}
+
+/** Records from now on; the reply comes when the file is open. */
 command_result start_recording(const connection& caller, stream& recorded,
                                const std::string& recording_name, const std::string& type_word) {
     if (recorded.has_recording(recording_name)) {
@@ -24,14 +43,18 @@ command_result start_recording(const connection& caller, stream& recorded,
                                         << " with unknown type " << type_word;
         return "ERROR unknown type";
     }
-    auto started = std::make_unique<recording>(caller.name, recording_name, recorded.id, *type);
-    if (!started->is_open()) {
-        log_line("stream", recorded.id) << "creating recording failed with id " << recording_name;
-        return "ERROR create recording failed";
-    }
-    const std::string path = started->get_path();
+    const auto reply = std::make_shared<pending_reply>();
+    const auto path = std::make_shared<std::string>();
+    auto opened = [reply, path, id = recorded.id, recording_name](int error) {
+        reply->finish([path, id, recording_name, error](owned_objects& objects) {
+            return finish_start(objects, id, recording_name, *path, error);
+        });
+    };
+    auto started =
+        std::make_unique<recording>(caller.name, recording_name, recorded.id, *type, opened);
+    *path = started->get_path();
     recorded.add_recording(recording_name, std::move(started));
-    return "SUCCESS " + path;
+    return reply;
 }
 
 command_result stop_recording(const connection& caller, stream& recorded,

@@ -81,7 +81,7 @@ void LoggingThread::handle_request(ProcessRequest* request) {
 
 void LoggingThread::process_open(OpenFileRequest& request) {
     recording_file& file = *request.file;
-    const int error = file.is_open() ? 0 : file.open();
+    const int error = file.open();
     if (error != 0) {
         log_line("recording", file.name)
             << "could not create log file " << file.work_path() << " : " << error_text(error);
@@ -89,10 +89,8 @@ void LoggingThread::process_open(OpenFileRequest& request) {
         log_line("recording", file.file_name)
             << "log_packet: write packet header failed: " << error_text(errno);
     }
-    if (request.opened) {
-        util::loop_calls::instance().post(
-            [opened = std::move(request.opened), error] { opened(error); });
-    }
+    util::loop_calls::instance().post(
+        [opened = std::move(request.opened), error] { opened(error); });
 }
 
 void LoggingThread::process_write(const WriteBlockRequest& request) {

@@ -20,10 +20,8 @@ constexpr long long max_waiting_bytes_per_file = 16LL * 1024 * 1024;
 } // namespace
 
 record_sink::record_sink(std::unique_ptr<recording_file> made, opened_handler opened)
-    : file(std::move(made)), opened_before(file->is_open()) {
-    if (opened_before || opened) {
-        LoggingThread::instance().queue(new OpenFileRequest(file, std::move(opened)));
-    }
+    : file(std::move(made)) {
+    LoggingThread::instance().queue(new OpenFileRequest(file, std::move(opened)));
 }
 
 record_sink::~record_sink() {
@@ -35,6 +33,11 @@ record_sink::~record_sink() {
         queue_block();
     }
     writer.queue(new CloseFileRequest(file));
+}
+
+void record_sink::release() {
+    held = false;
+    hand_over();
 }
 
 bool record_sink::append(std::span<const char> prefix, std::span<const char> body) {
@@ -57,7 +60,7 @@ bool record_sink::append_copies(std::span<const char> frame, std::uint32_t copie
 
 void record_sink::take_turn() {
     awaits_turn = false;
-    if (!block.empty() && !writer_is_behind()) {
+    if (!block.empty() && !must_wait()) {
         queue_block();
     }
     hand_over();
@@ -68,7 +71,7 @@ void record_sink::hand_over() {
     if (block.empty()) {
         return;
     }
-    if ((!has_data || block.file_bytes() >= full_block_bytes) && !writer_is_behind()) {
+    if ((!has_data || block.file_bytes() >= full_block_bytes) && !must_wait()) {
         queue_block();
     } else if (!awaits_turn) {
         awaits_turn = true;
@@ -82,8 +85,9 @@ bool record_sink::is_full() const {
            LoggingThread::instance().is_behind();
 }
 
-bool record_sink::writer_is_behind() const {
-    return file->waiting_bytes.load(std::memory_order_relaxed) >= max_waiting_bytes_per_file ||
+bool record_sink::must_wait() const {
+    return held ||
+           file->waiting_bytes.load(std::memory_order_relaxed) >= max_waiting_bytes_per_file ||
            LoggingThread::instance().is_behind();
 }
 

@@ -22,13 +22,16 @@ class record_sink {
      *  than 0. It may come after the sink's end. */
     using opened_handler = std::function<void(int error)>;
 
-    /** Has the file writer open the file, unless it is open, and write its header. Records are taken
-     *  from now on.
-     *  @param opened  may be null */
+    /** Has the file writer open the file and write its header. Records are taken from now on. */
     record_sink(std::unique_ptr<recording_file> file, opened_handler opened);
     record_sink(const record_sink&) = delete;
     record_sink& operator=(const record_sink&) = delete;
     ~record_sink();
+
+    /** Keeps records back until release(), so that no notice of data overtakes the reply that names
+     *  the file. */
+    void hold() { held = true; }
+    void release();
 
     /** Adds one record of two parts. @return false, adding nothing, while the writer is behind */
     [[nodiscard]] bool append(std::span<const char> prefix, std::span<const char> body);
@@ -41,21 +44,19 @@ class record_sink {
     /** Hands over what is gathered, or waits for another turn while the writer is behind. */
     void take_turn();
 
-    /** Whether the file was open from the start. */
-    [[nodiscard]] bool is_open() const { return opened_before; }
     /** Where the file will be in the end. */
     [[nodiscard]] std::string store_path() const { return file->store_path(); }
 
   private:
     [[nodiscard]] bool is_full() const;
-    [[nodiscard]] bool writer_is_behind() const;
+    [[nodiscard]] bool must_wait() const;
     void hand_over();
     void queue_block();
 
     const std::shared_ptr<recording_file> file;
-    const bool opened_before;
     record_block block;
-    bool has_data = false;    // a record has been handed over
+    bool has_data = false; // a record has been handed over
+    bool held = false;
     bool awaits_turn = false; // the writer's timer will come to the block
 };
 

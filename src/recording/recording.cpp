@@ -9,28 +9,17 @@
 
 namespace vocalink {
 
-using util::error_text;
 using util::log_line;
 
-namespace {
-
-std::unique_ptr<recording_file> open_file(std::unique_ptr<recording_file> file) {
-    if (const int error = file->open(); error != 0) {
-        log_line("recording", file->name)
-            << "could not create log file " << file->work_path() << " : " << error_text(error);
-    }
-    return file;
-}
-
-} // namespace
-
 recording::recording(std::string owner, std::string recording_name, std::string stream_id,
-                     RecordingType type, clock* time)
+                     RecordingType type, record_sink::opened_handler opened, clock* time)
     : name(recording_name), format(format_of(type)),
-      sink(open_file(std::make_unique<recording_file>(std::move(owner), std::move(recording_name),
-                                                      std::move(stream_id), format.file)),
-           nullptr),
-      now(time) {}
+      sink(std::make_unique<recording_file>(std::move(owner), std::move(recording_name),
+                                            std::move(stream_id), format.file),
+           std::move(opened)),
+      now(time) {
+    sink.hold();
+}
 
 recording::~recording() {
     const long long suppressed = source_lines.suppressed() + sequence_lines.suppressed() +

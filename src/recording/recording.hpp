@@ -24,20 +24,21 @@ class recording {
     /** A clock that never steps. */
     using clock = std::timespec();
 
-    /** Opens the file; is_open() tells how that went.
+    /** Begins to record, and has the file opened meanwhile. Nothing is written before release().
      *  @param owner  name of the connection that gets the notices
      *  @param name  recording name, the first part of the file name
-     *  @param stream_id  for the notices */
+     *  @param stream_id  for the notices
+     *  @param opened  told how the opening went; a recording that could not be opened is of no use */
     recording(std::string owner, std::string name, std::string stream_id, RecordingType type,
-              clock* now = monotonic_time);
+              record_sink::opened_handler opened, clock* now = monotonic_time);
     recording(const recording&) = delete;
     recording& operator=(const recording&) = delete;
     virtual ~recording();
 
-    /** Whether the file could be opened; a recording without is of no use. */
-    [[nodiscard]] bool is_open() const { return sink.is_open(); }
     /** Where the file will be in the end. */
     [[nodiscard]] std::string get_path() const { return sink.store_path(); }
+    /** The controller is about to be told of the file: from now on it may hear of its data. */
+    void release() { sink.release(); }
     /** Whether it keeps packets with their headers. */
     [[nodiscard]] bool keeps_headers() const { return !format.payloads_of.has_value(); }
     /** Whether a packet of that direction is for this recording. */

@@ -95,6 +95,8 @@ class stream {
     [[nodiscard]] bool has_recording(const std::string& recording_name) const;
     void add_recording(const std::string& recording_name, std::unique_ptr<recording> started);
     void remove_recording(const std::string& recording_name);
+    /** Lets the data of a recording be written and announced. */
+    void release_recording(const std::string& recording_name);
 
     /** Adds count member frames into the outgoing frame, saturating. */
     void mix(const short* const* frames, int count);

@@ -16,6 +16,12 @@ void stream::remove_recording(const std::string& recording_name) {
     recordings.erase(recording_name);
 }
 
+void stream::release_recording(const std::string& recording_name) {
+    if (const auto found = recordings.find(recording_name); found != recordings.end()) {
+        found->second->release();
+    }
+}
+
 void stream::log_packet(pkt_hdr_pcap& hdr, const char* packet, int len, RecordingDirs dir,
                         bool is_audio) {
     if (recordings.empty()) {

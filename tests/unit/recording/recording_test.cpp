@@ -106,8 +106,8 @@ class recording_test : public testing::Test {
     recording_test() { testing::internal::CaptureStderr(); }
 
     std::unique_ptr<recording> record(const std::string& name, RecordingType type) {
-        auto made = std::make_unique<recording>("1", name, "s", type);
-        EXPECT_TRUE(made->is_open());
+        auto made = std::make_unique<recording>("1", name, "s", type, [](int) {});
+        made->release();
         paths.push_back(made->get_path());
         return made;
     }
@@ -201,9 +201,10 @@ timespec passed_time{}; // on the clock of the next test
 
 TEST_F(recording_test, fills_the_time_between_two_sources_up_to_a_limit_and_logs_only_so_much) {
     start();
-    auto recorded =
-        std::make_unique<recording>("1", "r", "s", ulaw_out, [] { return passed_time; });
+    auto recorded = std::make_unique<recording>(
+        "1", "r", "s", ulaw_out, [](int) {}, [] { return passed_time; });
     paths.push_back(recorded->get_path());
+    recorded->release();
     feed(*recorded, PCMU, {1000, 'a'});
     passed_time.tv_nsec = 90'000'000;
     feed(*recorded, PCMU, {5, 'b', 160, false, 8});

@@ -45,9 +45,9 @@ void playout_buffer::put(const voice_packet& packet, double now_s) {
     make_room(std::max(place + samples, waiting_end()), packet.payload.size());
     queue.insert({.sequence = position.sequence,
                   .place = place,
+                  .timestamp = packet.timestamp,
                   .samples = samples,
-                  .payload_type = packet.payload_type,
-                  .after_pause = position.after_pause},
+                  .payload_type = packet.payload_type},
                  packet.payload);
 }
 

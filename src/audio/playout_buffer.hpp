@@ -79,6 +79,8 @@ class playout_buffer {
 
     void drop_oldest(std::int64_t samples);
     void decode_front();
+    void pass(const queued_packet& packet);
+    [[nodiscard]] bool is_after_pause(const queued_packet& packet) const;
     void decode_ready(int samples);
     void fill(int samples);
     void make_up(int samples);
@@ -94,6 +96,7 @@ class playout_buffer {
     concealer concealment;
     std::int64_t line_end = 0;                           // place after the last sample of the line
     std::int64_t decoded_sequence = before_any_sequence; // of the last packet whose turn came
+    std::uint32_t decoded_timestamp_end = 0;             // timestamp after it
     std::int64_t dropped_samples = 0;                    // for want of room, since the last tick
     std::uint64_t concealed_samples = 0;                 // in place of what was missing
     int made_up_samples = 0;   // at the end of the line, since the last packet

@@ -75,11 +75,23 @@ void playout_buffer::decode_front() {
     concealment.heard(packet.payload_type, payload, decoded);
     line.append(decoded);
     line_end += count;
-    decoded_sequence = packet.sequence;
-    concealed_samples += static_cast<std::uint64_t>(packet.after_pause ? 0 : undecided_samples);
-    undecided_samples = 0;
+    pass(packet);
     made_up_samples = 0;
     queue.pop_front();
+}
+
+void playout_buffer::pass(const queued_packet& packet) {
+    if (!is_after_pause(packet)) {
+        concealed_samples += static_cast<std::uint64_t>(undecided_samples);
+    }
+    undecided_samples = 0;
+    decoded_sequence = packet.sequence;
+    decoded_timestamp_end = packet.timestamp + static_cast<std::uint32_t>(packet.samples);
+}
+
+bool playout_buffer::is_after_pause(const queued_packet& packet) const {
+    const auto gap = static_cast<std::int32_t>(packet.timestamp - decoded_timestamp_end);
+    return packet.sequence == decoded_sequence + 1 && gap > 0;
 }
 
 void playout_buffer::make_up(int samples) {
@@ -109,7 +121,7 @@ void playout_buffer::drop_oldest(std::int64_t samples) {
         } else if (samples >= packet.samples) {
             line_end += packet.samples;
             samples -= packet.samples;
-            decoded_sequence = packet.sequence;
+            pass(packet);
             queue.pop_front();
         } else {
             decode_front();

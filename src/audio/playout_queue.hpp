@@ -13,10 +13,10 @@ namespace vocalink {
 struct queued_packet {
     std::int64_t sequence = 0; // extended: no wrap
     std::int64_t place = 0;    // of its first sample, in samples of the stream
+    std::uint32_t timestamp = 0;
     int samples = 0;
     int bytes = 0;
     int payload_type = 0;
-    bool after_pause = false; // the speaker was silent before it
 };
 
 /** Waiting packets in the order of their sequence numbers, in fixed storage. The payloads lie

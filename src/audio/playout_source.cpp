@@ -52,10 +52,8 @@ packet_position playout_source::locate(const voice_packet& packet, int samples, 
                 .place = newest.place + samples_before(packet, steps, samples)};
     }
     const std::int64_t advance = samples_after(packet, steps, now_s);
-    const bool after_pause = steps == 1 && advance > newest.samples;
     newest = {sequence, packet.timestamp, newest.place + advance, samples, now_s};
-    return {
-        .sequence = sequence, .place = newest.place, .newest = true, .after_pause = after_pause};
+    return {.sequence = sequence, .place = newest.place, .newest = true};
 }
 
 void playout_source::pass_over(std::uint32_t packet_ssrc, std::uint16_t packet_sequence) {

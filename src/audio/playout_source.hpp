@@ -12,12 +12,11 @@ namespace vocalink {
 
 /** Where a packet stands in its stream. */
 struct packet_position {
-    std::int64_t sequence;    // extended: no wrap
-    std::int64_t place;       // of its first sample, in samples of the stream
-    bool duplicate = false;   // came before; the rest says nothing
-    bool restarted = false;   // first of a new source, its place is still to be chosen
-    bool newest = false;      // none with a higher number came
-    bool after_pause = false; // nothing is lost before it, but its timestamp leaves a gap
+    std::int64_t sequence;  // extended: no wrap
+    std::int64_t place;     // of its first sample, in samples of the stream
+    bool duplicate = false; // came before; the rest says nothing
+    bool restarted = false; // first of a new source, its place is still to be chosen
+    bool newest = false;    // none with a higher number came
 };
 
 /** Follows the sequence numbers and timestamps of one speaker, across changes of source.

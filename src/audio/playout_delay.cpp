@@ -31,8 +31,11 @@ constexpr double excessive_slack_ms = first_slack_ms + frame_ms;
 /** A packet later than this tells nothing that a longer delay could mend. */
 constexpr double hopeless_slack_ms = -200;
 
-/** The tightest packet is sought within one to two of these. */
-constexpr double span_s = 2.0;
+// The tightest packet is sought within one to two of these: long ones on a line that was late more
+// than once lately, short ones elsewhere, so that one stumble is soon forgotten.
+constexpr double calm_span_s = 0.5;
+constexpr double restless_span_s = 2.0;
+constexpr double restless_s = 10;
 
 std::int64_t whole_frames(std::int64_t lead) {
     const std::int64_t rest = lead % voice_frame_samples;
@@ -77,13 +80,24 @@ void playout_delay::arrived(std::int64_t lead, double now_s) {
     if (now_s >= span_end_s) {
         span_before = this_span;
         this_span = {};
-        span_end_s = now_s + span_s;
+        span_end_s = now_s + (now_s < restless_until_s ? restless_span_s : calm_span_s);
     }
     const tightest packet{true, ms_to_tick(now_s), lead};
     const double slack_ms = packet.slack_ms();
+    if (slack_ms < 0) {
+        note_late(now_s);
+    }
     if (slack_ms > hopeless_slack_ms && (!this_span.known || slack_ms < this_span.slack_ms())) {
         this_span = packet;
     }
+}
+
+void playout_delay::note_late(double now_s) {
+    const double since_s = now_s - last_late_s;
+    if (since_s > calm_span_s && since_s < restless_s) { // not the same stumble
+        restless_until_s = now_s + restless_s;
+    }
+    last_late_s = now_s;
 }
 
 void playout_delay::moved(int samples) {

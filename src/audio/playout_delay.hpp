@@ -54,11 +54,14 @@ class playout_delay {
     };
 
     [[nodiscard]] double ms_to_tick(double now_s) const;
+    void note_late(double now_s);
 
     bool ticking = false;
     double due_s = 0;           // when the next tick is due
     double last_tick_s = 0;     // when the last one came
     bool last_was_late = false; // by more than a frame
+    double last_late_s = -1e9;  // when a packet came too late
+    double restless_until_s = 0;
     double span_end_s = 0;
     tightest this_span;
     tightest span_before;

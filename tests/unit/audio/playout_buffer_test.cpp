@@ -140,6 +140,10 @@ TEST(playout_buffer, jitter_is_covered_and_forgotten) {
         EXPECT_EQ(meter.trial.buffer.counters().lost, 0U);
         EXPECT_NEAR(meter.median(80, 90), before, 20);
     }
+    delay_meter stumble({.jitter_ms = 150, .jitter_from_s = 10, .jitter_until_s = 10.1});
+    stumble.trial.run_until(20);
+    EXPECT_GT(stumble.worst(10, 12), 80);
+    EXPECT_LE(stumble.worst(14, 20), 50);
 }
 
 TEST(playout_buffer, drift_is_followed_without_a_click) {

@@ -26,12 +26,9 @@ concealer::concealer() {
 
 void concealer::heard(int payload_type, std::span<const std::uint8_t> payload,
                       std::span<std::int16_t> samples) {
-    const bool has_own = payload_type != PCMU && payload_type != PCMA && payload_type != G722;
-    if (!has_own) {
-        if (!plc_knows_wave) {
-            plc_init(&plc);
-        }
+    if (plc_fills) {
         plc_rx(&plc, samples.data(), static_cast<int>(samples.size()));
+        plc_fills = false;
     }
     if (made_up >= fade_begin) {
         const int count = std::min(lead_in, static_cast<int>(samples.size()));
@@ -39,7 +36,6 @@ void concealer::heard(int payload_type, std::span<const std::uint8_t> payload,
             samples[i] = static_cast<std::int16_t>(samples[i] * (i + 1) / (count + 1));
         }
     }
-    plc_knows_wave = !has_own;
     payload_type_heard = payload_type;
     comfort_noise =
         payload_type == G729 && payload.size() % g729_frame_bytes == silence_description_bytes;
@@ -59,6 +55,7 @@ int concealer::make_up(voice_decoder& decoder, playout_line& line, int samples) 
         int count = decoder.conceal(payload_type_heard,
                                     std::span(made).first<voice_decoder::max_concealed_samples>());
         if (count == 0) {
+            begin_fill(line);
             count = std::min(samples, voice_frame_samples);
             plc_fillin(&plc, made.data(), count);
         }
@@ -69,6 +66,19 @@ int concealer::make_up(voice_decoder& decoder, playout_line& line, int samples) 
         standing_for_speech += comfort_noise ? 0 : count;
     }
     return standing_for_speech;
+}
+
+void concealer::begin_fill(const playout_line& line) {
+    if (plc_fills) {
+        return;
+    }
+    // The library puts its history in order with an overlapping memcpy, unless it gets a whole one.
+    std::array<std::int16_t, playout_line::history_samples> history;
+    static_assert(playout_line::history_samples >= PLC_HISTORY_LEN);
+    line.copy_last(history);
+    plc_init(&plc);
+    plc_rx(&plc, history.data(), static_cast<int>(history.size()));
+    plc_fills = true;
 }
 
 bool concealer::silent() const {

@@ -34,11 +34,12 @@ class concealer {
     [[nodiscard]] bool silent() const;
 
   private:
+    void begin_fill(const playout_line& line);
     void fade(std::span<std::int16_t> samples) const;
 
     plc_state_t plc{};
     int payload_type_heard = -1;
-    bool plc_knows_wave = false; // the last packet was of a codec without concealment of its own
+    bool plc_fills = false; // the present gap, or the one before the next packet
     bool comfort_noise = false;
     int made_up = 0; // samples since the last packet
 };

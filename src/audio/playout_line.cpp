@@ -69,6 +69,10 @@ void playout_line::cut_begin(int count) {
     fade_loose_end_into(next(), waiting);
 }
 
+void playout_line::copy_last(std::span<std::int16_t, history_samples> last) const {
+    std::copy_n(samples.begin() + waiting, history_samples, last.begin());
+}
+
 bool playout_line::has_loose_end() const {
     return loose_samples > 0;
 }

@@ -31,6 +31,9 @@ class playout_line {
     static constexpr int max_splice = 80;
     static constexpr int min_splice = 40;
 
+    /** Samples that are kept after they were played. */
+    static constexpr int history_samples = 280;
+
     [[nodiscard]] int unplayed() const;
 
     /** Adds samples at the end. There is room for a whole packet while less than 400 wait. */
@@ -42,6 +45,9 @@ class playout_line {
 
     /** Takes samples off the beginning; what follows fades in over the first of them. */
     void cut_begin(int samples);
+
+    /** Gives the last samples of the line, played or not. */
+    void copy_last(std::span<std::int16_t, history_samples> last) const;
 
     /** Whether a cut waits for something to fade in. */
     [[nodiscard]] bool has_loose_end() const;
@@ -60,7 +66,6 @@ class playout_line {
     void repeat(int lag);
 
   private:
-    static constexpr int history_samples = max_splice;
     static constexpr int max_unplayed = 400 + max_voice_packet_samples;
 
     [[nodiscard]] std::int16_t* next();

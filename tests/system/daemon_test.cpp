@@ -2,6 +2,7 @@
 // Start, stop and client mode of the process, and objects that end for want of activity.
 #include "system_test.hpp"
 
+#include <csignal>
 #include <filesystem>
 
 #include <sys/wait.h>
@@ -21,6 +22,8 @@ TEST_F(daemon_test, replaces_a_stale_socket_and_ends_open_calls_in_order) {
     const harness::controller third(path);
     auto legs = new_call({"PCMU", "G729", "ILBC30"});
     ASSERT_TRUE(legs[0].phone.receive()); // the conference is running
+    ::kill(daemon->pid(), SIGPIPE);       // as a player that goes would send
+    expect_reply("recover", "RECOVER_OK");
     EXPECT_EQ(daemon->stop(), 0);
     const std::string log = daemon->log();
     std::size_t at = 0;

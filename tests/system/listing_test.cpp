@@ -14,8 +14,8 @@ TEST_F(listing_test, ids_are_sorted_and_escaped_and_tables_follow_the_order_aske
     local_ip = "127.0.20.1";
     const std::string x = "\"x,(1) \\\\\"";
     control->send(new_stream(x, "PCMU", 4000) + "\n" + new_stream("B", "G729", 65535) +
-                  "\nnew alsa_stream u\nnew vocalink b,(2)\nnew vocalink A\njoin b,(2) " + x +
-                  "\n");
+                  "\nnew tone_stream u DTMF 0\nnew vocalink b,(2)\nnew vocalink A\njoin b,(2) " +
+                  x + "\n");
     for (int i = 0; i < 6; ++i) {
         EXPECT_TRUE(control->read_line()->starts_with("SUCCESS")) << i;
     }

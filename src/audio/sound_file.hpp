@@ -1,43 +1,39 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A file of encoded frames, read ahead in blocks.
+// A sound file that is played.
 #pragma once
 
-#include "util/unique_fd.hpp"
+#include "audio/sound_frames.hpp"
 
-#include <string>
+#include <cstddef>
+#include <memory>
 #include <vector>
-
-#include <sys/types.h>
 
 namespace vocalink {
 
-/** Reads a headerless sound file from its start. Only regular files are opened, so that neither a
- *  FIFO nor a device can make a reader wait. Reading goes in blocks: one system call for many
- *  frames. */
+/** The player's end of a sound file. Loop thread only; nothing here waits for the disk. */
 class sound_file {
   public:
-    /** Opens the file; is_open() tells whether that went well. */
-    explicit sound_file(const std::string& path);
+    /** @param opened  by the reader, or null where that failed */
+    sound_file(std::shared_ptr<sound_frames> opened, std::size_t frame_bytes);
+    sound_file(const sound_file&) = delete;
+    sound_file& operator=(const sound_file&) = delete;
+    ~sound_file();
 
-    [[nodiscard]] bool is_open() const { return static_cast<bool>(fd); }
+    [[nodiscard]] bool is_open() const { return frames != nullptr; }
 
-    /** Copies the next bytes to out. @return whether there were that many; if not, none are used up
-     *  and at_end() tells the end of the file from a read error */
-    [[nodiscard]] bool read(char* out, std::size_t bytes);
-
-    [[nodiscard]] bool at_end() const { return ended; }
-
-    /** Starts again at offset 0, with what the file then holds. */
-    void rewind();
+    enum class reading {
+        frame, // one was copied
+        late,  // the disk has not delivered it yet
+        ended, // no whole frame is left
+    };
+    /** Copies the next frame to out. */
+    [[nodiscard]] reading read(char* out);
 
   private:
-    void fill();
-
-    util::unique_fd fd;
-    std::vector<char> block; // read and not yet taken, from block_used on
+    std::shared_ptr<sound_frames> frames; // shared with the reader
+    const std::size_t frame_bytes;
+    std::vector<char> block; // whole frames, played up to block_used
     std::size_t block_used = 0;
-    off_t offset = 0;   // in the file, behind the block
-    bool ended = false; // the last short read met the end of the file
 };
 
 } // namespace vocalink

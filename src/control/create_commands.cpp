@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The command that creates streams and bridges.
+#include "audio/sound_reader_thread.hpp"
 #include "base/exceptions.hpp"
 #include "control/commands.hpp"
 #include "control/connection.hpp"
@@ -48,11 +49,24 @@ command_result create_rtp_stream(connection& caller, const std::string& id, word
     return "SUCCESS " + adopted.local_port() + " " + adopted.local_ip(false);
 }
 
-command_result create_sound_stream(connection& caller, const std::string& id, word_list& words) {
+/** The reply comes when the file is open and its beginning has been read. */
+command_result create_sound_stream(connection&, const std::string& id, word_list& words) {
+    const std::string path = words[0];
     const bool loop = words[1] == "loop";
-    auto created = std::make_unique<sound_stream>(id, words[0], loop, words[2]);
-    const sound_stream& adopted = caller.objects.adopt(std::move(created));
-    return "SUCCESS " + adopted.get_filename() + " " + adopted.get_loopflag();
+    const std::string encoding = words[2];
+    const auto frame_bytes = static_cast<std::size_t>(settings_of_encoding(encoding).frame_bytes);
+    const auto reply = std::make_shared<pending_reply>();
+    auto create = [=](owned_objects& owner, const std::shared_ptr<sound_frames>& frames) {
+        auto created = std::make_unique<sound_stream>(id, path, loop, encoding, frames);
+        const sound_stream& adopted = owner.adopt(std::move(created));
+        return "SUCCESS " + adopted.get_filename() + " " + adopted.get_loopflag();
+    };
+    SoundReaderThread::instance().open(
+        std::make_shared<sound_frames>(path, frame_bytes, loop),
+        [reply, create](const std::shared_ptr<sound_frames>& opened) {
+            reply->finish([=](owned_objects& owner) { return create(owner, opened); });
+        });
+    return reply;
 }
 
 command_result create_dtmf_stream(connection& caller, const std::string& id, word_list& words) {

@@ -19,6 +19,7 @@ main::main(const char* path) : socket_path(path) {
     setup_rec_mover_pipe();
     rec_mover.start();
     logger.start();
+    sound_reader.start();
     listen_watcher.start(listen_fd.get(), ev::READ);
     if (rec_pipe_read_fd) {
         rec_pipe_watcher.start(rec_pipe_read_fd.get(), ev::READ);
@@ -41,6 +42,8 @@ void main::stop() {
     rec_pipe_watcher.stop();
     listen_watcher.stop();
     accept_retry_timer.stop();
+    sound_reader.stop();
+    sound_reader.join();
     // With nobody left to be told, the mover must not wait on a full pipe.
     rec_mover.discard_notices();
     rec_pipe_read_fd.reset();

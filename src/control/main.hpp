@@ -2,6 +2,7 @@
 // The daemon: its listen socket, its connections, and the order of start and stop.
 #pragma once
 
+#include "audio/sound_reader_thread.hpp"
 #include "control/command_turns.hpp"
 #include "control/connection.hpp"
 #include "recording/logging_thread.hpp"
@@ -73,6 +74,7 @@ class main {
     util::loop_calls calls_of_workers; // outlives the workers
     RecMoverThread rec_mover;
     LoggingThread logger; // after the mover, to which it hands its files
+    SoundReaderThread sound_reader;
 };
 
 } // namespace vocalink

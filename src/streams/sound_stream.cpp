@@ -15,9 +15,10 @@ namespace vocalink {
 using util::log_line;
 
 sound_stream::sound_stream(std::string stream_id, std::string path, bool loop_file,
-                           std::string encoding_word)
+                           std::string encoding_word, std::shared_ptr<sound_frames> frames)
     : timer_stream(std::move(stream_id), std::move(encoding_word)), filename(std::move(path)),
-      loopflag(loop_file), file(filename), decoder(payload, frame_bytes) {
+      loopflag(loop_file), file(std::move(frames), static_cast<std::size_t>(frame_bytes)),
+      decoder(payload, frame_bytes) {
     type = kind_sound;
     if (!file.is_open()) {
         log_line("stream", id) << "could not open sound file " << filename;
@@ -35,14 +36,22 @@ int sound_stream::read_incoming_rtp(char* buf, int, bool) {
     const bool own = buf == nullptr;
     char* const packet = own ? own_buffer : buf;
 
-    rtp_packet::advance(rtp_header.data(), static_cast<std::uint32_t>(frame_samples()));
-    std::copy(rtp_header.begin(), rtp_header.end(), packet);
-    if (!next_frame(packet + rtp_header_bytes)) {
+    const auto frame_units = static_cast<std::uint32_t>(frame_samples());
+    switch (file.read(packet + rtp_header_bytes)) {
+    case sound_file::reading::frame:
+        break;
+    case sound_file::reading::late:
+        rtp_packet::set_timestamp(rtp_header.data(),
+                                  rtp_packet::timestamp(rtp_header.data()) + frame_units);
+        return 0;
+    case sound_file::reading::ended:
         // The reader holds on to this stream; it ends on the loop's next turn.
         eof_timer.set<sound_stream, &sound_stream::nonlooping_soundfile_eof_callback>(this);
         eof_timer.start(0.0);
         return 0;
     }
+    rtp_packet::advance(rtp_header.data(), frame_units);
+    std::copy(rtp_header.begin(), rtp_header.end(), packet);
     const int total = rtp_header_bytes + frame_bytes;
     count_incoming(total);
     update_jitter();
@@ -51,20 +60,6 @@ int sound_stream::read_incoming_rtp(char* buf, int, bool) {
         decode(packet + rtp_header_bytes);
     }
     return total;
-}
-
-/** Reads one frame, from the beginning again where the file loops. A file that has no whole frame
- *  even then ends like one that does not loop. */
-bool sound_stream::next_frame(char* payload_bytes) {
-    const auto bytes = static_cast<std::size_t>(frame_bytes);
-    if (file.read(payload_bytes, bytes)) {
-        return true;
-    }
-    if (!loopflag || !file.at_end()) {
-        return false;
-    }
-    file.rewind();
-    return file.read(payload_bytes, bytes);
 }
 
 void sound_stream::decode(const char* encoded) {

@@ -15,12 +15,15 @@ namespace vocalink {
 
 /** Speaks a file of encoded frames into a bridge and hears nothing. The file holds nothing but
  *  frames of frame_bytes bytes each; a last incomplete one is not played. One that does not loop
- *  ends at the end of its file, with the time-out notice, on the next turn of the loop. */
+ *  ends at the end of its file, with the time-out notice, on the next turn of the loop. A frame that
+ *  the disk delivers too late is played late: its time passes in silence. */
 class sound_stream : public timer_stream {
   public:
-    /** @throws stream_exception "Could not open sound file" for whatever is not a readable regular
-     *          file */
-    sound_stream(std::string id, std::string filename, bool loop, std::string encoding);
+    /** @param frames  the file as the reader opened it, or null for whatever is not a readable regular
+     *                 file
+     *  @throws stream_exception "Could not open sound file" for the latter */
+    sound_stream(std::string id, std::string filename, bool loop, std::string encoding,
+                 std::shared_ptr<sound_frames> frames);
 
     int read_incoming_rtp(char* buf, int len, bool drain) override;
     int write_outgoing(const char* buf, int len) override;
@@ -36,7 +39,6 @@ class sound_stream : public timer_stream {
   private:
     class leg; // sound_conference.cpp
 
-    bool next_frame(char* payload_bytes);
     void decode(const char* encoded);
     void nonlooping_soundfile_eof_callback(ev::timer& timer, int events);
 

@@ -1,15 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Moving a file with the system's own command.
+// Moving a file so that it is whole wherever it has a name.
 #pragma once
 
 #include <string>
 
 namespace vocalink {
 
-/** Runs /bin/mv on two paths, each an argument of its own and never seen by a shell, and waits for
- *  it. The signal handling of this process stays untouched, and an interrupt typed at its terminal
- *  does not reach the command. Any thread but the loop's.
- *  @return 0, whatever mv's exit status, or the error number when it could not be run */
+/** Moves a file, unless something has its new name already: that is never overwritten. Within one
+ *  file system it is renamed. Across two, /bin/mv copies it to a hidden name beside the new one,
+ *  which it gets when it is whole; on failure it stays where it was. mv gets its paths as arguments,
+ *  never seen by a shell, and an interrupt typed at the daemon's terminal does not reach it. Any
+ *  thread but the loop's.
+ *  @return 0 or the error number; also 0 when mv failed, which then has said why on standard error */
 [[nodiscard]] int move_file(const std::string& source, const std::string& destination);
 
 } // namespace vocalink

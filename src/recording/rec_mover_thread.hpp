@@ -10,8 +10,8 @@
 
 namespace vocalink {
 
-/** Moves files with /bin/mv, so that a slow move across file systems holds up neither the writer
- *  nor the loop, and sends the notices of recordings down a pipe: a line each, "OWNER REC_STARTED
+/** Moves files, so that a slow move across file systems holds up neither the writer nor the loop, and
+ *  sends the notices of recordings down a pipe: a line each, "OWNER REC_STARTED
  *  FILE STREAM" or "OWNER REC_FINISHED FILE STREAM". Singleton, owned by main. */
 class RecMoverThread : public util::MsgQueueThread {
   public:

@@ -30,6 +30,12 @@ namespace {
 namespace fs = std::filesystem;
 using util::MsgQueueThread;
 
+std::string content_of(const std::string& path, std::size_t from = 0) {
+    std::ifstream file(path);
+    const std::string content(std::istreambuf_iterator<char>(file), {});
+    return content.substr(std::min(from, content.size()));
+}
+
 TEST(recording_pcap, header_is_exact_to_the_byte_and_counts_its_packets) {
     pkt_hdr_pcap header({AF_INET, htons(5004), {::inet_addr("10.0.0.1")}, {}},
                         {AF_INET, htons(6000), {::inet_addr("192.168.1.2")}, {}});
@@ -49,6 +55,31 @@ TEST(recording_pcap, header_is_exact_to_the_byte_and_counts_its_packets) {
     EXPECT_EQ(iphdr_cksum("\x00\x01\xF2\x03\xF4\xF5\xF6\xF7", 8), 0x0D22);
     EXPECT_EQ(iphdr_cksum("\x01\x02\x03", 3), 0xFDFB);
     EXPECT_EQ(iphdr_cksum("\xFF\xFF\xFF\xFF\x01", 6), 0xFFFE);
+}
+
+TEST(recording_move, takes_names_as_they_are_and_overwrites_nothing) {
+    const harness::temporary_directory directory;
+    const fs::path elsewhere = "/dev/shm/vl-move-" + std::to_string(::getpid()); // a memory disk
+    fs::create_directory(elsewhere);
+    const fs::path before = fs::current_path();
+    fs::current_path(directory.path()); // so that a name can begin with a hyphen
+    for (const std::string& name :
+         {std::string("-f"), std::string("a  b"), std::string("'\"\\;$(touch x)`touch x`&"),
+          std::string(240, 'n')}) {
+        for (const std::string& target : {"-" + name, (elsewhere / name).string()}) {
+            std::ofstream(name) << name;
+            EXPECT_EQ(move_file(name, target), 0);
+            EXPECT_EQ(content_of(target), name);
+            std::ofstream(name) << "other";
+            EXPECT_EQ(move_file(name, target), EEXIST);
+            EXPECT_EQ(content_of(target), name);
+        }
+    }
+    EXPECT_EQ(std::distance(fs::directory_iterator(elsewhere), {}), 4) << "no other names";
+    fs::remove_all(elsewhere);
+    EXPECT_EQ(move_file("missing", "x"), ENOENT);
+    EXPECT_FALSE(fs::exists("x"));
+    fs::current_path(before);
 }
 
 std::atomic<int> alive = 0; // requests
@@ -94,12 +125,6 @@ struct sent {
     bool marker = false;
     std::uint32_t ssrc = 7;
 };
-
-std::string content_of(const std::string& path, std::size_t from = 0) {
-    std::ifstream file(path);
-    const std::string content(std::istreambuf_iterator<char>(file), {});
-    return content.substr(std::min(from, content.size()));
-}
 
 class recording_test : public testing::Test {
   protected:

@@ -185,6 +185,14 @@ TEST_F(recording_test, killed_daemon_leaves_readable_files_but_for_the_last_seco
     EXPECT_EQ(daemon->stop(), 128 + SIGKILL);
     const std::string written = content(work + "/" + raw);
     EXPECT_TRUE(sent.starts_with(written) && written.size() >= settled) << written.size();
+    const std::string recover =
+        VOCALINK_SOURCE_DIR "/scripts/vocalink-recover-recordings '" + work + "' \"" + store + "\"";
+    EXPECT_EQ(std::system(recover.c_str()), 0);
+    EXPECT_EQ(stored(raw), written);
+    std::ofstream(work + "/" + raw) << "another of that name";
+    EXPECT_NE(std::system((recover + " 2> /dev/null").c_str()), 0);
+    EXPECT_EQ(stored(raw), written);
+    EXPECT_TRUE(fs::exists(work + "/" + raw));
     start_recorder(); // the next one is to end as usual
 }
 

@@ -2,8 +2,6 @@
 // The frames of a sound file, read ahead of the one who plays them.
 #include "audio/sound_frames.hpp"
 
-#include "util/thread.hpp"
-
 #include <cerrno>
 #include <utility>
 
@@ -21,13 +19,7 @@ constexpr std::size_t block_frames = 50;
 } // namespace
 
 sound_frames::sound_frames(std::string file_path, std::size_t bytes, bool starts_again)
-    : path(std::move(file_path)), frame_bytes(bytes), loop(starts_again) {
-    pthread_mutex_init(&mutex, nullptr);
-}
-
-sound_frames::~sound_frames() {
-    pthread_mutex_destroy(&mutex);
-}
+    : path(std::move(file_path)), frame_bytes(bytes), loop(starts_again) {}
 
 bool sound_frames::open() {
     util::unique_fd opened(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
@@ -41,19 +33,21 @@ bool sound_frames::open() {
 }
 
 void sound_frames::read_ahead() {
-    const std::size_t block_bytes = block_frames * frame_bytes;
     reading.clear();
-    while (!exhausted && reading.size() < block_bytes) {
-        exhausted = !read_on() && !rewind();
+    progress last = progress::more;
+    while (last == progress::more && reading.size() < block_frames * frame_bytes) {
+        last = read_on();
+        if (last == progress::at_end && rewind()) {
+            last = progress::more;
+        }
     }
-    const util::Lock lock(mutex);
+    const util::scoped_lock lock(guard);
     std::swap(ready, reading);
-    ended = exhausted;
+    ended = ready.empty(); // a file may grow until its last frame has been played
 }
 
-/** Reads towards the end of the block. @return false at the end of the file, where a piece of a
- *  frame is left out, and after an error */
-bool sound_frames::read_on() {
+/** Reads towards the end of the block. A piece of a frame at the end of the file is left out. */
+sound_frames::progress sound_frames::read_on() {
     const std::size_t kept = reading.size();
     reading.resize(block_frames * frame_bytes);
     ssize_t got = 0;
@@ -63,23 +57,25 @@ bool sound_frames::read_on() {
     if (got > 0) {
         reading.resize(kept + static_cast<std::size_t>(got));
         offset += got;
-        return true;
+        return progress::more;
     }
-    reading.resize(kept - kept % frame_bytes);
-    read_failed = got < 0;
-    return false;
+    const std::size_t piece = kept % frame_bytes;
+    reading.resize(kept - piece);
+    offset -= static_cast<off_t>(piece);
+    return got == 0 ? progress::at_end : progress::failed;
 }
 
-/** Starts again where a file loops. One that has no whole frame, or cannot be read, does not.
- *  @return whether it did */
+/** Starts again where the file loops and has a whole frame. @return whether it did */
 bool sound_frames::rewind() {
-    const bool again = loop && !read_failed && offset >= static_cast<off_t>(frame_bytes);
+    if (!loop || offset == 0) {
+        return false;
+    }
     offset = 0;
-    return again;
+    return true;
 }
 
 sound_frames::taking sound_frames::take(std::vector<char>& block) {
-    const util::Lock lock(mutex);
+    const util::scoped_lock lock(guard);
     if (ready.empty()) {
         return ended ? taking::ended : taking::not_ready;
     }

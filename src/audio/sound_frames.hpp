@@ -2,12 +2,12 @@
 // The frames of a sound file, read ahead of the one who plays them.
 #pragma once
 
+#include "util/mutex.hpp"
 #include "util/unique_fd.hpp"
 
 #include <string>
 #include <vector>
 
-#include <pthread.h>
 #include <sys/types.h>
 
 namespace vocalink {
@@ -20,7 +20,6 @@ class sound_frames {
     sound_frames(std::string path, std::size_t frame_bytes, bool loop);
     sound_frames(const sound_frames&) = delete;
     sound_frames& operator=(const sound_frames&) = delete;
-    ~sound_frames();
 
     // Reader thread.
 
@@ -37,7 +36,8 @@ class sound_frames {
     [[nodiscard]] taking take(std::vector<char>& block);
 
   private:
-    bool read_on();
+    enum class progress { more, at_end, failed };
+    progress read_on();
     bool rewind();
 
     const std::string path;
@@ -48,12 +48,10 @@ class sound_frames {
     util::unique_fd fd;
     off_t offset = 0;          // in the file, behind what was read
     std::vector<char> reading; // what read_ahead() gathers
-    bool read_failed = false;
-    bool exhausted = false; // no frame comes any more
 
-    pthread_mutex_t mutex; // guards the two below
-    std::vector<char> ready;
-    bool ended = false; // no block comes behind the one that is ready
+    util::mutex guard;
+    std::vector<char> ready GUARDED_BY(guard);
+    bool ended GUARDED_BY(guard) = false; // the last reading found no frame
 };
 
 } // namespace vocalink

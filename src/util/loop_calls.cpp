@@ -2,8 +2,6 @@
 // How a worker has something done on the loop.
 #include "util/loop_calls.hpp"
 
-#include "util/thread.hpp"
-
 #include <cassert>
 #include <utility>
 
@@ -17,7 +15,6 @@ loop_calls* newest = nullptr;
 
 loop_calls::loop_calls() {
     newest = this;
-    pthread_mutex_init(&mutex, nullptr);
     wake_up.set<loop_calls, &loop_calls::make_calls>(this);
     wake_up.start();
     ev_unref(ev_default_loop(0)); // alone it is no reason to run on
@@ -26,7 +23,6 @@ loop_calls::loop_calls() {
 loop_calls::~loop_calls() {
     ev_ref(ev_default_loop(0));
     wake_up.stop();
-    pthread_mutex_destroy(&mutex);
 }
 
 loop_calls& loop_calls::instance() {
@@ -35,7 +31,7 @@ loop_calls& loop_calls::instance() {
 }
 
 void loop_calls::post(std::function<void()> call) {
-    const Lock lock(mutex);
+    const scoped_lock lock(guard);
     posted.push_back(std::move(call));
     wake_up.send();
 }
@@ -43,7 +39,7 @@ void loop_calls::post(std::function<void()> call) {
 void loop_calls::make_calls(ev::async&, int) {
     std::vector<std::function<void()>> calls;
     {
-        const Lock lock(mutex);
+        const scoped_lock lock(guard);
         calls.swap(posted);
     }
     for (const auto& call : calls) {

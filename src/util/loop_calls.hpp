@@ -3,11 +3,10 @@
 #pragma once
 
 #include "util/event_loop.hpp"
+#include "util/mutex.hpp"
 
 #include <functional>
 #include <vector>
-
-#include <pthread.h>
 
 namespace vocalink::util {
 
@@ -32,8 +31,8 @@ class loop_calls {
   private:
     void make_calls(ev::async& watcher, int events);
 
-    pthread_mutex_t mutex; // guards posted
-    std::vector<std::function<void()>> posted;
+    mutex guard;
+    std::vector<std::function<void()>> posted GUARDED_BY(guard);
     ev::async wake_up;
 };
 

@@ -69,12 +69,12 @@ class main {
     util::unique_fd rec_pipe_read_fd;
     util::unique_fd rec_pipe_write_fd; // the mover's end
     ev::io rec_pipe_watcher;
-    std::string notice;                // read from the pipe, not yet a whole line
-    bool notice_too_long = false;      // the rest of it is left out
-    util::loop_calls calls_of_workers; // outlives the workers
+    std::string notice;           // read from the pipe, not yet a whole line
+    bool notice_too_long = false; // the rest of it is left out
     RecMoverThread rec_mover;
     LoggingThread logger; // after the mover, to which it hands its files
     SoundReaderThread sound_reader;
+    util::loop_calls calls_of_workers; // after the workers: what it drops may still ask them
 };
 
 } // namespace vocalink

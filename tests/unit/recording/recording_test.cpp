@@ -4,6 +4,7 @@
 #include "harness/rtp_peer.hpp"
 #include "harness/temporary_directory.hpp"
 #include "recording/logging_thread.hpp"
+#include "recording/move_file.hpp"
 #include "recording/pcap.hpp"
 #include "recording/rec_mover_thread.hpp"
 #include "recording/recording.hpp"

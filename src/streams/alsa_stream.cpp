@@ -41,7 +41,8 @@ int alsa_stream::write_outgoing(const char* buf, int len) {
 }
 
 void alsa_stream::dump_stats(std::ostream& os) {
-    os << util::format("%15s%c  %s  %d", id.c_str(), restricted ? '*' : ' ', "digit.c_str()", 0);
+    os << util::format("%15s%c  %s  %d", id.c_str(), is_restricted() ? '*' : ' ', "digit.c_str()",
+                       0);
 }
 
 void alsa_stream::dump_detailed_stats(std::ostream&) {}

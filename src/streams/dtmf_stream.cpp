@@ -23,10 +23,9 @@ constexpr int event_packet_bytes = rtp_header_bytes + event_payload_bytes;
 
 dtmf_stream::dtmf_stream(std::string stream_id, std::string digit_text, int event_type,
                          int commanded_duration)
-    : timer_stream(std::move(stream_id), ""), end_after(commanded_duration / 30),
+    : timer_stream(std::move(stream_id), "", kind_event), end_after(commanded_duration / 30),
       digits(std::move(digit_text)), payload_type(event_type),
       duration(commanded_duration), event{0, event_volume, 0, 0} {
-    type = kind_event;
     log_line() << "payload_type=" << payload_type;
     arm_timeout_timer();
     rtp_packet::init_header(rtp_header.data(), payload_type, util::system_random());
@@ -57,7 +56,7 @@ void dtmf_stream::set_digit() {
 
 int dtmf_stream::read_incoming_rtp(char* buf, int, bool) {
     rtp_packet::advance(rtp_header.data(), 0);
-    if (incoming_packets <= end_after) {
+    if (counters.incoming_packets <= end_after) {
         const int longer = rtp_packet::read_be16(&event[2]) + frame_samples();
         rtp_packet::write_be16(&event[2], static_cast<std::uint16_t>(longer));
     } else {
@@ -69,7 +68,7 @@ int dtmf_stream::read_incoming_rtp(char* buf, int, bool) {
     std::copy(event.begin(), event.end(), packet + rtp_header_bytes);
 
     count_incoming(event_packet_bytes);
-    if (incoming_packets > static_cast<long long>(end_after) + end_packets) {
+    if (counters.incoming_packets > static_cast<long long>(end_after) + end_packets) {
         end_soon();
     }
     return event_packet_bytes;
@@ -90,7 +89,7 @@ void dtmf_stream::deletion_callback(ev::timer&, int) {
 }
 
 void dtmf_stream::dump_stats(std::ostream& os) {
-    os << util::format("%15s%c  %s  %d", id.c_str(), restricted ? '*' : ' ', digits.c_str(),
+    os << util::format("%15s%c  %s  %d", id.c_str(), is_restricted() ? '*' : ' ', digits.c_str(),
                        duration);
 }
 

@@ -103,7 +103,7 @@ int rtp_stream::leg::receive_waiting(double now_s) {
         const auto received = static_cast<int>(::recvmsg(owner.fd.get(), &message, 0));
         if (received < 0) {
             if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
-                owner.read_failures += 1;
+                owner.counters.read_failures += 1;
                 continue; // an error of the far end's network; packets may wait behind it
             }
             break;

@@ -30,9 +30,8 @@ const sockaddr* generic(const sockaddr_in& address) {
 
 rtp_stream::rtp_stream(std::string stream_id, std::string local_ip, std::string remote_ip,
                        int remote_port, std::string encoding_word)
-    : stream(std::move(stream_id), std::move(encoding_word)), encoder(payload, frame_bytes),
-      decoder(payload, frame_bytes) {
-    type = kind_rtp;
+    : stream(std::move(stream_id), std::move(encoding_word), kind_rtp),
+      encoder(payload, frame_bytes), decoder(payload, frame_bytes) {
     local_addr.sin_family = AF_INET;
     remote_addr.sin_family = AF_INET;
     remote_addr.sin_port = htons(static_cast<std::uint16_t>(remote_port));

@@ -35,7 +35,7 @@ int rtp_stream::read_incoming_rtp(char* buf, int len, bool drain) {
     int received = receive(packet, room, sender);
     if (received < 0) {
         if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
-            read_failures += 1;
+            counters.read_failures += 1;
         }
         return 0;
     }

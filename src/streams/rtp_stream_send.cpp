@@ -43,7 +43,7 @@ int rtp_stream::write_outgoing(const char* buf, int len) {
 int rtp_stream::send_counted(const char* pkt, int len, bool audio) {
     log_packet(pcap_out, pkt, len, dir_out, audio);
     last_rx_time = util::loop_now();
-    outgoing_packets += 1;
+    counters.outgoing_packets += 1;
     return srtp ? send_protected(pkt, len) : send_packet(pkt, len);
 }
 
@@ -80,7 +80,7 @@ int rtp_stream::send_packet(const char* pkt, int len) {
                                                 reinterpret_cast<const sockaddr*>(&remote_addr),
                                                 sizeof remote_addr));
     if (sent >= 0) {
-        outgoing_bytes += sent;
+        counters.outgoing_bytes += sent;
         return sent;
     }
     const int error = errno;
@@ -90,10 +90,10 @@ int rtp_stream::send_packet(const char* pkt, int len) {
     }
     if (error == EAGAIN || error == EWOULDBLOCK || error == EINTR) {
         // Counted as sent bytes, not as a failure: a full socket is no fault of the stream.
-        outgoing_bytes += sent;
+        counters.outgoing_bytes += sent;
         return sent;
     }
-    write_failures += 1;
+    counters.write_failures += 1;
     return 0;
 }
 

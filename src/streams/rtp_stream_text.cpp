@@ -42,22 +42,22 @@ std::string rtp_stream::remote_port() const {
 }
 
 void rtp_stream::dump_stats(std::ostream& os) {
-    os << util::format("%15s%c  %c  %15.15s:%-5d %15.15s:%-5d", id.c_str(), restricted ? '*' : ' ',
-                       has_failures() ? 'X' : ' ', local_ip(true).c_str(),
-                       ntohs(local_addr.sin_port), remote_ip(true).c_str(),
+    os << util::format("%15s%c  %c  %15.15s:%-5d %15.15s:%-5d", id.c_str(),
+                       is_restricted() ? '*' : ' ', counters.has_failures() ? 'X' : ' ',
+                       local_ip(true).c_str(), ntohs(local_addr.sin_port), remote_ip(true).c_str(),
                        ntohs(remote_addr.sin_port));
 }
 
 void rtp_stream::dump_detailed_stats(std::ostream& os) {
     os << util::format("%15s %6lld/%3lld %6lld/%3lld    %2.2fms        %c", id.c_str(),
-                       incoming_packets, read_failures, outgoing_packets, write_failures,
-                       jitter * 1000.0, restricted ? 'T' : 'F');
-    dump_targets(os);
+                       counters.incoming_packets, counters.read_failures, counters.outgoing_packets,
+                       counters.write_failures, jitter * 1000.0, is_restricted() ? 'T' : 'F');
+    routing.write_targets(os);
 }
 
 std::string rtp_stream::list_stream() {
-    return util::escape(id) + "," + (has_failures() ? "1" : "0") + "," + local_ip(true) + "," +
-           local_port() + "," + remote_ip(true) + "," + remote_port();
+    return util::escape(id) + "," + (counters.has_failures() ? "1" : "0") + "," + local_ip(true) +
+           "," + local_port() + "," + remote_ip(true) + "," + remote_port();
 }
 
 } // namespace vocalink

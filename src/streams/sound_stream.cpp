@@ -2,8 +2,8 @@
 // The player of sound files.
 #include "streams/sound_stream.hpp"
 
-#include "audio/g711.hpp"
 #include "base/exceptions.hpp"
+#include "rtp/rtp_view.hpp"
 #include "util/log_line.hpp"
 #include "util/system_random.hpp"
 #include "util/text.hpp"
@@ -16,10 +16,10 @@ using util::log_line;
 
 sound_stream::sound_stream(std::string stream_id, std::string path, bool loop_file,
                            std::string encoding_word, std::shared_ptr<sound_frames> frames)
-    : timer_stream(std::move(stream_id), std::move(encoding_word)), filename(std::move(path)),
-      loopflag(loop_file), file(std::move(frames), static_cast<std::size_t>(frame_bytes)),
-      decoder(payload, frame_bytes) {
-    type = kind_sound;
+    : timer_stream(std::move(stream_id), std::move(encoding_word), kind_sound),
+      filename(std::move(path)), loopflag(loop_file),
+      file(std::move(frames), static_cast<std::size_t>(frame_bytes)),
+      decoder(codec.file_in_mix ? codec.new_decoder() : nullptr) {
     if (!file.is_open()) {
         log_line("stream", id) << "could not open sound file " << filename;
         throw stream_exception("Could not open sound file");
@@ -28,7 +28,8 @@ sound_stream::sound_stream(std::string stream_id, std::string path, bool loop_fi
     if (payload == PCMU) {
         log_line() << "PCMU stream detected...";
     }
-    rtp_packet::init_header(rtp_header.data(), payload, util::system_random());
+    source = util::system_random();
+    rtp_packet::init_header(rtp_header.data(), payload, *source);
 }
 
 int sound_stream::read_incoming_rtp(char* buf, int, bool) {
@@ -56,27 +57,10 @@ int sound_stream::read_incoming_rtp(char* buf, int, bool) {
     count_incoming(total);
     update_jitter();
     log_packet(pcap_in, packet, total, dir_in, true);
-    if (own) {
-        decode(packet + rtp_header_bytes);
+    if (own && decoder) {
+        decoder->decode(measure_rtp(packet, total).payload, incoming.data());
     }
     return total;
-}
-
-void sound_stream::decode(const char* encoded) {
-    switch (payload) {
-    case PCMU:
-        ulaw2linear(encoded, incoming.data(), frame_bytes);
-        break;
-    case G729:
-        decoder.decode_g729(encoded, incoming.data());
-        break;
-    case ILBC:
-        decoder.decode_ilbc(encoded, incoming.data());
-        break;
-    case PCMA:
-    case G722:
-        break; // relayed, never mixed
-    }
 }
 
 int sound_stream::write_outgoing(const char*, int) {
@@ -89,20 +73,21 @@ void sound_stream::nonlooping_soundfile_eof_callback(ev::timer&, int) {
 }
 
 void sound_stream::dump_stats(std::ostream& os) {
-    os << util::format("%15s%c  %c  %s %-6s", id.c_str(), restricted ? '*' : ' ',
-                       has_failures() ? 'X' : ' ', filename.c_str(), get_loopflag().c_str());
+    os << util::format("%15s%c  %c  %s %-6s", id.c_str(), is_restricted() ? '*' : ' ',
+                       counters.has_failures() ? 'X' : ' ', filename.c_str(),
+                       get_loopflag().c_str());
 }
 
 void sound_stream::dump_detailed_stats(std::ostream& os) {
-    os << util::format("%15s            %6lld/%3lld %c", id.c_str(), incoming_packets,
-                       read_failures, restricted ? 'T' : 'F');
-    dump_targets(os);
+    os << util::format("%15s            %6lld/%3lld %c", id.c_str(), counters.incoming_packets,
+                       counters.read_failures, is_restricted() ? 'T' : 'F');
+    routing.write_targets(os);
 }
 
 std::string sound_stream::list_stream() {
     // The file name and the loop word stand side by side; readers of the list expect it.
-    return util::escape(id) + "," + (has_failures() ? "1" : "0") + ",,soundstream," + filename +
-           get_loopflag();
+    return util::escape(id) + "," + (counters.has_failures() ? "1" : "0") + ",,soundstream," +
+           filename + get_loopflag();
 }
 
 } // namespace vocalink

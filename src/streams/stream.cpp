@@ -5,7 +5,6 @@
 #include "base/config.hpp"
 #include "util/log_line.hpp"
 
-#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <sstream>
@@ -15,21 +14,11 @@ namespace vocalink {
 using util::log_line;
 using util::loop_now;
 
-namespace {
-
-void assign_sorted(std::vector<std::string>& list, const std::deque<std::string>& ids) {
-    list.assign(ids.begin(), ids.end());
-    std::sort(list.begin(), list.end());
-    list.erase(std::unique(list.begin(), list.end()), list.end());
-}
-
-} // namespace
-
-stream::stream(std::string stream_id, std::string encoding_word)
+stream::stream(std::string stream_id, std::string encoding_word, stream_kind kind)
     : id(std::move(stream_id)), encoding(std::move(encoding_word)),
       payload(settings_of_encoding(encoding).payload),
       frame_bytes(settings_of_encoding(encoding).frame_bytes), last_rx_time(loop_now()),
-      prev_rx_time(last_rx_time) {
+      prev_rx_time(last_rx_time), type(kind) {
     sync_signal.changed.connect(this, &stream::handle_sync_signal_changed);
 }
 
@@ -38,12 +27,13 @@ stream::~stream() {
     while (!recordings.empty()) {
         recordings.erase(recordings.begin()); // in the order of their names
     }
-    if (has_failures()) {
-        log_line("stream", id) << "total packet errors: " << read_failures << " read failures, "
-                               << write_failures << " write failures.";
+    if (counters.has_failures()) {
+        log_line("stream", id) << "total packet errors: " << counters.read_failures
+                               << " read failures, " << counters.write_failures
+                               << " write failures.";
     }
-    log_line("stream", id) << "total incoming packets " << incoming_packets << ", outgoing packets "
-                           << outgoing_packets;
+    log_line("stream", id) << "total incoming packets " << counters.incoming_packets
+                           << ", outgoing packets " << counters.outgoing_packets;
     log_line("stream", id) << "tolvey destroyed";
 }
 
@@ -57,30 +47,6 @@ void stream::clear_incoming_buffer() {
 
 void stream::clear_outgoing_buffer() {
     outgoing.fill(0);
-}
-
-void stream::set_stream_targets(std::deque<std::string>& ids) {
-    assign_sorted(targets, ids);
-}
-
-void stream::clear_stream_targets() {
-    targets.clear();
-}
-
-void stream::set_stream_sources(std::deque<std::string>& ids) {
-    assign_sorted(sources, ids);
-}
-
-void stream::clear_stream_sources() {
-    sources.clear();
-}
-
-bool stream::may_be_heard_by(const std::string& listener_id) const {
-    return !restricted || std::binary_search(targets.begin(), targets.end(), listener_id);
-}
-
-bool stream::wants_to_hear(const std::string& speaker_id) const {
-    return !selective || std::binary_search(sources.begin(), sources.end(), speaker_id);
 }
 
 void stream::mix(const short* const* frames, int count) {
@@ -114,17 +80,11 @@ void stream::put_tones(std::string) {
 }
 
 void stream::output_packet_counts(std::ostream& os) const {
-    os << " incoming_packets=" << incoming_packets << " outgoing_packets=" << outgoing_packets;
+    counters.write_packets_to(os);
 }
 
 void stream::output_stats(std::ostream& os) {
-    output_packet_counts(os);
-    if (read_failures != 0) {
-        os << " packet_read_failures=" << read_failures;
-    }
-    if (write_failures != 0) {
-        os << " packet_write_failures=" << write_failures;
-    }
+    counters.write_to(os);
 }
 
 std::string stream::table_row() {
@@ -132,14 +92,6 @@ std::string stream::table_row() {
     row << "\n->  STREAM ";
     dump_detailed_stats(row);
     return row.str();
-}
-
-void stream::dump_targets(std::ostream& os) const {
-    if (restricted) {
-        for (const std::string& target : targets) {
-            os << ' ' << target;
-        }
-    }
 }
 
 void stream::arm_timeout_timer() {
@@ -151,7 +103,7 @@ void stream::arm_timeout_timer() {
 void stream::stream_timeout_callback(ev::timer&, int) {
     const double timeout = config::instance().timeout_seconds;
     const double elapsed = loop_now() - last_rx_time;
-    if (timeout > elapsed && incoming_packets > 0) {
+    if (timeout > elapsed && counters.incoming_packets > 0) {
         return;
     }
     if (10.0 * timeout > elapsed) {
@@ -170,8 +122,8 @@ void stream::emit_timeout_event() {
 
 void stream::count_incoming(int bytes) {
     last_rx_time = loop_now();
-    incoming_packets += 1;
-    incoming_bytes += bytes;
+    counters.incoming_packets += 1;
+    counters.incoming_bytes += bytes;
 }
 
 void stream::update_jitter() {

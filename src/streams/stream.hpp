@@ -5,6 +5,8 @@
 #include "audio/mixer.hpp"
 #include "recording/recording.hpp"
 #include "rtp/rtp_payload.hpp"
+#include "streams/packet_counters.hpp"
+#include "streams/routing_rules.hpp"
 #include "util/event_loop.hpp"
 #include "util/signal.hpp"
 
@@ -36,7 +38,7 @@ enum stream_kind : int {
  *  deleted_signal. Loop thread only. */
 class stream {
   public:
-    stream(std::string id, std::string encoding);
+    stream(std::string id, std::string encoding, stream_kind kind = kind_other);
     stream(const stream&) = delete;
     stream& operator=(const stream&) = delete;
     virtual ~stream();
@@ -71,25 +73,26 @@ class stream {
     void clear_incoming_buffer();
     void clear_outgoing_buffer();
 
-    // Who hears whom. Flags and lists are independent: clearing one keeps the other.
-    void set_stream_targets(std::deque<std::string>& ids);
-    void clear_stream_targets();
-    void set_stream_restricted() { restricted = true; }
-    void clear_stream_restricted() { restricted = false; }
-    void set_stream_sources(std::deque<std::string>& ids);
-    void clear_stream_sources();
-    void set_stream_selective() { selective = true; }
-    void clear_stream_selective() { selective = false; }
-    /** Whether only the targets may hear this stream. */
-    [[nodiscard]] bool is_restricted() const { return restricted; }
-    /** Whether this stream hears its sources only. */
-    [[nodiscard]] bool is_selective() const { return selective; }
-    /** The speakers of a selective stream, ascending. */
-    [[nodiscard]] const std::vector<std::string>& get_sources() const { return sources; }
-    /** Whether this stream lets the stream of that id hear it. */
-    [[nodiscard]] bool may_be_heard_by(const std::string& listener_id) const;
-    /** Whether this stream wants to hear the stream of that id. */
-    [[nodiscard]] bool wants_to_hear(const std::string& speaker_id) const;
+    // Who hears whom: the operations of routing_rules.
+    void set_stream_targets(std::deque<std::string>& ids) { routing.set_targets(ids); }
+    void clear_stream_targets() { routing.clear_targets(); }
+    void set_stream_restricted() { routing.set_restricted(true); }
+    void clear_stream_restricted() { routing.set_restricted(false); }
+    void set_stream_sources(std::deque<std::string>& ids) { routing.set_sources(ids); }
+    void clear_stream_sources() { routing.clear_sources(); }
+    void set_stream_selective() { routing.set_selective(true); }
+    void clear_stream_selective() { routing.set_selective(false); }
+    [[nodiscard]] bool is_restricted() const { return routing.is_restricted(); }
+    [[nodiscard]] bool is_selective() const { return routing.is_selective(); }
+    [[nodiscard]] const std::vector<std::string>& get_sources() const {
+        return routing.get_sources();
+    }
+    [[nodiscard]] bool may_be_heard_by(const std::string& listener_id) const {
+        return routing.may_be_heard_by(listener_id);
+    }
+    [[nodiscard]] bool wants_to_hear(const std::string& speaker_id) const {
+        return routing.wants_to_hear(speaker_id);
+    }
 
     // Recordings, by name. They end, and their files are finished, with the stream at the latest.
     [[nodiscard]] bool has_recording(const std::string& recording_name) const;
@@ -176,17 +179,9 @@ class stream {
     void count_incoming(int bytes);
     /** Updates the interarrival jitter (after RFC 3550 6.4.1, in seconds) from last_rx_time. */
     void update_jitter();
-    /** The targets of a restricted stream, a blank before each, for the listings. */
-    void dump_targets(std::ostream& os) const;
-    /** Whether a reception or a sending has failed, for the listings. */
-    [[nodiscard]] bool has_failures() const { return read_failures != 0 || write_failures != 0; }
 
-    bool restricted = false;
-    std::vector<std::string> targets; // sorted, no duplicates
-    bool selective = false;
-    std::vector<std::string> sources; // sorted, no duplicates
-    bool loop = false;                // the input is listened to
-    stream_kind type = kind_other;
+    routing_rules routing;
+    bool loop = false; // the input is listened to
 
     double last_rx_time;         // s, loop clock: last packet received with data, or sent
     double prev_rx_time;         // s, the packet before
@@ -195,15 +190,11 @@ class stream {
 
     alignas(16) std::array<short, max_frame_samples> incoming{};
     alignas(16) std::array<short, max_frame_samples> outgoing{};
-    long long incoming_packets = 0;
-    long long incoming_bytes = 0;
-    long long outgoing_packets = 0;
-    long long outgoing_bytes = 0;
-    long long read_failures = 0;
-    long long write_failures = 0;
+    packet_counters counters;
     std::uint16_t spare_seq = 0;
 
   private:
+    const stream_kind type;
     std::map<std::string, std::unique_ptr<recording>> recordings;
     ev::timer timeout_timer;
 };

@@ -4,8 +4,8 @@
 
 namespace vocalink {
 
-timer_stream::timer_stream(std::string stream_id, std::string encoding_word)
-    : stream(std::move(stream_id), std::move(encoding_word)) {}
+timer_stream::timer_stream(std::string stream_id, std::string encoding_word, stream_kind kind)
+    : stream(std::move(stream_id), std::move(encoding_word), kind) {}
 
 void timer_stream::enable_stream_loop() {
     constexpr double first_frame_s = 0.02;

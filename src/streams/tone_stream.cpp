@@ -25,8 +25,8 @@ constexpr std::size_t kept_digits = 1024;
 } // namespace
 
 tone_stream::tone_stream(std::string stream_id, ToneType signalling, bool detect_digits)
-    : timer_stream(std::move(stream_id), ""), tone_type(signalling), detect(detect_digits),
-      generator(signalling) {
+    : timer_stream(std::move(stream_id), "", kind_other), tone_type(signalling),
+      detect(detect_digits), generator(signalling) {
     if (tone_type == BELLMF) {
         generator.put("1234");
     }
@@ -130,7 +130,8 @@ void tone_stream::keep_digits(const std::string& digits) {
 }
 
 void tone_stream::dump_stats(std::ostream& os) {
-    os << util::format("%15s%c  %s  %d", id.c_str(), restricted ? '*' : ' ', "digit.c_str()", 0);
+    os << util::format("%15s%c  %s  %d", id.c_str(), is_restricted() ? '*' : ' ', "digit.c_str()",
+                       0);
 }
 
 void tone_stream::dump_detailed_stats(std::ostream&) {}

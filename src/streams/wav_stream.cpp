@@ -75,8 +75,8 @@ void wav_stream::fill(double frames) {
 void wav_stream::append(std::span<const std::int16_t> samples) {
     file->append(samples);
     written_s += static_cast<double>(samples.size()) / samples_per_s;
-    outgoing_packets += 1;
-    outgoing_bytes += static_cast<long long>(samples.size_bytes());
+    counters.outgoing_packets += 1;
+    counters.outgoing_bytes += static_cast<long long>(samples.size_bytes());
 }
 
 int wav_stream::read_incoming_rtp(char*, int, bool) {
@@ -111,14 +111,14 @@ int wav_stream::write_outgoing(const char* buf, int len) {
 }
 
 void wav_stream::dump_stats(std::ostream& os) {
-    os << util::format("%15s%c  %c  %s", id.c_str(), restricted ? '*' : ' ', ' ',
+    os << util::format("%15s%c  %c  %s", id.c_str(), is_restricted() ? '*' : ' ', ' ',
                        file->get_path().c_str());
 }
 
 void wav_stream::dump_detailed_stats(std::ostream& os) {
-    os << util::format("%15s            %6lld/%3lld %c", id.c_str(), outgoing_packets,
-                       write_failures, restricted ? 'T' : 'F');
-    dump_targets(os);
+    os << util::format("%15s            %6lld/%3lld %c", id.c_str(), counters.outgoing_packets,
+                       counters.write_failures, is_restricted() ? 'T' : 'F');
+    routing.write_targets(os);
 }
 
 std::string wav_stream::list_stream() {

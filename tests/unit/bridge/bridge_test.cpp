@@ -35,7 +35,6 @@ struct fake_stream : stream {
     using stream::incoming;
     using stream::loop;
     using stream::outgoing;
-    using stream::type;
     std::string reads; // '>' for one packet, '.' for a cycle, 'd' for a cycle that drains
     std::string sent;
 };
@@ -52,8 +51,8 @@ class bridge_test : public testing::Test {
         auto& made = all[id];
         if (!made) {
             constexpr const char* encodings[] = {"G711A", "PCMU", "G729", "ILBC30"};
-            made = std::make_unique<fake_stream>(id, encodings[id[0] % 4]);
-            made->type = id == "m" ? kind_event : id == "k" ? kind_sound : kind_rtp;
+            const stream_kind kind = id == "m" ? kind_event : id == "k" ? kind_sound : kind_rtp;
+            made = std::make_unique<fake_stream>(id, encodings[id[0] % 4], kind);
             made->deleted_signal.connect(this, &bridge_test::note_end); // as its connection does
         }
         return *made;
@@ -180,8 +179,8 @@ TEST_F(bridge_test, mixes_for_each_member_the_plain_sum_of_those_it_may_hear) {
             mix_slinear_frames(sum.data(), frames.data(), static_cast<int>(frames.size()),
                                listener->frame_samples());
             EXPECT_EQ(listener->reads, round == 0 ? "d" : ".");
-            EXPECT_EQ(listener->sent, listener->type == 1 ? sent + "mix" : "");
-            EXPECT_TRUE(listener->type != 1 || listener->outgoing == sum);
+            EXPECT_EQ(listener->sent, listener->get_type() == kind_rtp ? sent + "mix" : "");
+            EXPECT_TRUE(listener->get_type() != kind_rtp || listener->outgoing == sum);
         }
     }
 }

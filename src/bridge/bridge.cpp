@@ -40,11 +40,11 @@ void bridge::add_stream(stream* joining) {
                          joining->id.c_str()));
     }
     streams.emplace(joining->id, joining);
-    joining->deleted_signal.connect(this, &bridge::remove_stream);
+    joining->deleted_signal.connect(this, &bridge::member_ended);
     try {
         audio->joined(*joining);
     } catch (...) {
-        joining->deleted_signal.disconnect(this, &bridge::remove_stream);
+        joining->deleted_signal.disconnect(this, &bridge::member_ended);
         streams.erase(joining->id);
         throw;
     }
@@ -61,8 +61,20 @@ void bridge::remove_stream(std::string stream_id) {
     let_go(*leaving);
 }
 
+/** A prompt or a digit takes its source of packets with it. */
+void bridge::member_ended(std::string stream_id) {
+    if (const auto source = find_stream(stream_id)->get_source()) {
+        for (const auto& [member_id, member] : streams) {
+            if (member_id != stream_id) { // of which only the base part is left
+                member->forget_source(*source);
+            }
+        }
+    }
+    remove_stream(std::move(stream_id));
+}
+
 void bridge::let_go(stream& leaving) {
-    leaving.deleted_signal.disconnect(this, &bridge::remove_stream);
+    leaving.deleted_signal.disconnect(this, &bridge::member_ended);
     if (streams.erase(leaving.id) == 0) {
         log_line("bridge", id) << "WARNING: stream(" << leaving.id
                                << ") not found in bridge, ignoring remove_stream request.";

@@ -34,7 +34,7 @@ class bridge {
     /** Takes a stream in.
      *  @throws bridge_exception when it is a member already, here or of another bridge */
     void add_stream(stream* joining);
-    /** Lets a member go. Also the listener of each member's deleted_signal.
+    /** Lets a member go.
      *  @throws bridge_exception when there is no such member */
     void remove_stream(std::string stream_id);
 
@@ -45,6 +45,7 @@ class bridge {
     [[nodiscard]] const bridge_members& members() const { return streams; }
 
   private:
+    void member_ended(std::string stream_id);
     void let_go(stream& leaving);
     void bridge_timeout_callback(ev::timer& timer, int events);
 

@@ -58,8 +58,10 @@ srtp_session::srtp_session(srtp_ssrc_type_t direction,
     }
 }
 
-void srtp_session::reserve(std::uint32_t source) {
-    sources.push_back(source);
+void srtp_session::forget(std::uint32_t source) {
+    if (std::erase(sources, source) > 0) {
+        srtp_remove_stream(session.get(), source);
+    }
 }
 
 srtp_err_status_t srtp_session::protect(char* packet, int& len) {
@@ -78,23 +80,34 @@ srtp_err_status_t srtp_session::run(Operation operation, char* packet, int& len)
         return operation(session.get(), packet, &len); // refuses it
     }
     const std::uint32_t source = rtp_packet::ssrc(packet);
-    const bool known = is_known(source);
-    if (!known && sources.size() >= max_sources) {
-        return srtp_err_status_no_ctx;
-    }
     const srtp_err_status_t status = operation(session.get(), packet, &len);
     if (status == srtp_err_status_ok) {
-        if (!known) {
-            sources.push_back(source);
-        }
-        latest_source = source;
+        note_use(source);
     }
     return status;
 }
 
-bool srtp_session::is_known(std::uint32_t source) const {
-    return (source == latest_source && !sources.empty()) ||
-           std::find(sources.begin(), sources.end(), source) != sources.end();
+/** Moves a source to the end. Most packets are of the source before, or of one used lately. */
+void srtp_session::note_use(std::uint32_t source) {
+    if (!sources.empty() && sources.back() == source) {
+        return;
+    }
+    const auto found = std::find(sources.rbegin(), sources.rend(), source);
+    if (found != sources.rend()) {
+        std::rotate(found.base() - 1, found.base(), sources.end());
+        return;
+    }
+    if (sources.size() >= max_sources) {
+        make_room();
+    }
+    sources.push_back(source);
+}
+
+void srtp_session::make_room() {
+    const auto unused_longest =
+        std::find_if(sources.begin(), sources.end(),
+                     [this](std::uint32_t source) { return source != lasting_source; });
+    forget(*unused_longest);
 }
 
 } // namespace vocalink

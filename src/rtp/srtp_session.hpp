@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <type_traits>
 #include <vector>
@@ -24,8 +25,8 @@ using srtp_session_ptr = util::c_handle<std::remove_pointer_t<srtp_t>, srtp_deal
 
 /** Protects or unprotects packets with AES-128 in counter mode and no authentication tag, so that
  *  packets keep their length. Each source (SSRC) has a state of its own, with its rollover counter
- *  and replay window, for as long as the session lives. A peer can make up sources at will, so
- *  beyond 256 a new one is refused rather than an old one forgotten. Loop thread only. */
+ *  and replay window. A peer can make up sources at will, so the session keeps 256 of them: a new
+ *  one takes the place of the one unused longest. Loop thread only. */
 class srtp_session {
   public:
     /** Makes a session; makes none when libsrtp refuses. is_open() tells whether that went well; if
@@ -34,9 +35,12 @@ class srtp_session {
     srtp_session(srtp_ssrc_type_t direction,
                  std::span<const unsigned char, srtp_key_bytes> key_and_salt);
 
-    /** Keeps a place for a source that will come, however many others do. @param source  SSRC as it
-     *  stands in packets */
-    void reserve(std::uint32_t source);
+    // Sources are SSRCs as they stand in packets.
+
+    /** Names the source that is never forgotten. */
+    void keep(std::uint32_t source) { lasting_source = source; }
+    /** Drops the state of a source that sends no more; does nothing for one that has none. */
+    void forget(std::uint32_t source);
 
     [[nodiscard]] bool is_open() const { return session != nullptr; }
     [[nodiscard]] srtp_err_status_t status() const { return creation_status; }
@@ -47,7 +51,8 @@ class srtp_session {
     [[nodiscard]] srtp_err_status_t unprotect(char* packet, int& len);
 
   private:
-    [[nodiscard]] bool is_known(std::uint32_t source) const;
+    void note_use(std::uint32_t source);
+    void make_room();
     template <class Operation>
     srtp_err_status_t run(Operation operation, char* packet, int& len);
 
@@ -55,8 +60,8 @@ class srtp_session {
 
     srtp_session_ptr session;
     srtp_err_status_t creation_status = srtp_err_status_ok;
-    std::vector<std::uint32_t> sources; // SSRCs that have a state, as in the packets
-    std::uint32_t latest_source = 0;    // which is most likely the next
+    std::vector<std::uint32_t> sources; // that have a state, the one used last at the end
+    std::optional<std::uint32_t> lasting_source;
 };
 
 } // namespace vocalink

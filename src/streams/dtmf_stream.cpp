@@ -28,7 +28,8 @@ dtmf_stream::dtmf_stream(std::string stream_id, std::string digit_text, int even
       duration(commanded_duration), event{0, event_volume, 0, 0} {
     log_line() << "payload_type=" << payload_type;
     arm_timeout_timer();
-    rtp_packet::init_header(rtp_header.data(), payload_type, util::system_random());
+    source = util::system_random();
+    rtp_packet::init_header(rtp_header.data(), payload_type, *source);
     set_digit();
 }
 

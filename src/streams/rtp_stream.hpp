@@ -53,6 +53,7 @@ class rtp_stream : public stream {
     void set_stream_encryption(const unsigned char* send_key,
                                const unsigned char* recv_key) override;
     int write_outgoing(const char* buf, int len) override;
+    void forget_source(std::uint32_t ssrc) override;
     void dump_stats(std::ostream& os) override;
     void dump_detailed_stats(std::ostream& os) override;
     void set_stream_payload(int payload_type) override;

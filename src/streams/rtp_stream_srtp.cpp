@@ -25,8 +25,14 @@ void rtp_stream::set_stream_encryption(const unsigned char* send_key,
                    << srtp_error(receiving.status());
         throw stream_exception("could not create srtp receive session");
     }
-    sending.reserve(rtp_packet::ssrc(own_packet.data()));
+    sending.keep(rtp_packet::ssrc(own_packet.data()));
     srtp = std::make_unique<srtp_sessions>(srtp_sessions{std::move(sending), std::move(receiving)});
+}
+
+void rtp_stream::forget_source(std::uint32_t ssrc) {
+    if (srtp) {
+        srtp->send.forget(ssrc);
+    }
 }
 
 /** Unprotects a received packet in place, if keys are set. A failure is counted and leaves the

@@ -73,6 +73,8 @@ void stream::set_stream_events(int) {
     log_line("stream", id) << "WARNING set events not implemented for this stream type!";
 }
 
+void stream::forget_source(std::uint32_t) {}
+
 void stream::output_line_stats(std::ostream&) const {}
 
 void stream::put_tones(std::string) {

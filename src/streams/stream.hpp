@@ -15,6 +15,7 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -59,6 +60,10 @@ class stream {
     util::signal1<std::string> notify_signal;
 
     [[nodiscard]] stream_kind get_type() const { return type; }
+
+    /** The SSRC, as it stands in packets, of a stream that hands out packets of its own making; none
+     *  for an endpoint, which hands out those of its far end. */
+    [[nodiscard]] std::optional<std::uint32_t> get_source() const { return source; }
 
     /** The frame most recently received and decoded: 240 linear samples, of which a 20 ms codec
      *  uses 160; a DTMF event stream keeps its packet there instead. */
@@ -137,6 +142,9 @@ class stream {
      *  packet may be shared with other members and is not changed.
      *  @return bytes sent, 0 when nothing was, -1 when the socket would not take it at once */
     virtual int write_outgoing(const char* buf, int len) = 0;
+    /** Releases what this stream keeps for a source of packets that it sent on and that has ended;
+     *  the base keeps nothing. @param ssrc  as it stands in packets */
+    virtual void forget_source(std::uint32_t ssrc);
     /** " incoming_packets=N outgoing_packets=N", and the failures if there were any. */
     virtual void output_stats(std::ostream& os);
     /** " incoming_packets=N outgoing_packets=N". */
@@ -180,6 +188,7 @@ class stream {
     /** Updates the interarrival jitter (after RFC 3550 6.4.1, in seconds) from last_rx_time. */
     void update_jitter();
 
+    std::optional<std::uint32_t> source;
     routing_rules routing;
     bool loop = false; // the input is listened to
 

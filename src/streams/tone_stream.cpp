@@ -33,7 +33,8 @@ tone_stream::tone_stream(std::string stream_id, ToneType signalling, bool detect
     if (detect && tone_type != R2MF) {
         make_detector();
     }
-    rtp_packet::init_header(rtp_header.data(), PCMU, util::system_random());
+    source = util::system_random();
+    rtp_packet::init_header(rtp_header.data(), PCMU, *source);
 }
 
 void tone_stream::make_detector() {

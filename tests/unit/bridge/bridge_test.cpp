@@ -32,9 +32,13 @@ struct fake_stream : stream {
     std::string list_stream() override { return id; }
     std::unique_ptr<conference_leg> make_conference_leg() override { return nullptr; }
 
+    void forget_source(std::uint32_t ssrc) override { forgotten = ssrc; }
+
     using stream::incoming;
     using stream::loop;
     using stream::outgoing;
+    using stream::source;
+    std::uint32_t forgotten = 0;
     std::string reads; // '>' for one packet, '.' for a cycle, 'd' for a cycle that drains
     std::string sent;
 };
@@ -142,6 +146,18 @@ TEST_F(bridge_test, relays_what_both_sides_allow_and_reads_the_rest) {
     EXPECT_EQ(mode(), "a>e e>");
     a.set_stream_sources(partner);
     EXPECT_EQ(mode(), "a>e e>a ");
+}
+
+TEST_F(bridge_test, a_prompt_that_ends_takes_its_source_with_it) {
+    for (const std::string id : {"a", "k"}) {
+        b->add_stream(&member(id));
+    }
+    member("k").source = 5;
+    b->remove_stream("k");
+    EXPECT_EQ(member("a").forgotten, 0U) << "it may come back";
+    b->add_stream(&member("k"));
+    all.erase("k");
+    EXPECT_EQ(member("a").forgotten, 5U);
 }
 
 TEST_F(bridge_test, mixes_for_each_member_the_plain_sum_of_those_it_may_hear) {

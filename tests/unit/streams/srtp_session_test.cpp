@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// How many sources an encrypted leg follows, and what it says of itself to the network.
+// Which sources an encrypted leg follows, and what it says of itself to the network.
 #include "harness/rtp_peer.hpp"
 #include "rtp/sap_announcer.hpp"
 #include "rtp/srtp_session.hpp"
@@ -33,28 +33,62 @@ class srtp_session_test : public testing::Test {
     srtp_session sender{ssrc_any_outbound, key};
 };
 
-TEST_F(srtp_session_test, known_sources_outlive_a_flood_of_new_ones) {
-    std::string packet, sent;
-    for (const int sequence : {65535, 0, 1}) { // rolls over
-        packet = packet_of(sequence, 1);
-        EXPECT_EQ(pass(sender, packet), srtp_err_status_ok);
-        sent = packet;
-        EXPECT_EQ(pass(receiver, packet), srtp_err_status_ok);
+TEST_F(srtp_session_test, forgets_the_source_unused_longest_and_never_its_own) {
+    constexpr std::uint32_t own = 1, prompt = 2, others = 1'000;
+    const auto send = [this](int sequence, std::uint32_t source) {
+        std::string packet = packet_of(sequence, source);
+        EXPECT_EQ(pass(sender, packet), srtp_err_status_ok) << source;
+        EXPECT_NE(packet, packet_of(sequence, source)) << source << " went out in clear";
+        return packet;
+    };
+    std::uint32_t own_in_packet = 0;
+    std::memcpy(&own_in_packet, &packet_of(0, own)[8], sizeof own_in_packet);
+    sender.keep(own_in_packet);
+    const std::string before_wrap = send(65535, own), first_of_prompt = send(1, prompt);
+    for (std::uint32_t source = others; source < others + 300; ++source) {
+        send(9, source);
     }
-    for (std::uint32_t source = 2; source <= 300; ++source) {
-        packet = packet_of(9, source);
-        EXPECT_EQ(pass(receiver, packet),
-                  source > 256 ? srtp_err_status_no_ctx : srtp_err_status_ok)
-            << source;
-    }
-    EXPECT_EQ(pass(receiver, sent), srtp_err_status_replay_fail);
-    packet = packet_of(2, 1);
-    EXPECT_EQ(pass(sender, packet), srtp_err_status_ok);
-    EXPECT_NE(packet, packet_of(2, 1));
+    std::string after_wrap = send(0, own), packet = before_wrap;
     EXPECT_EQ(pass(receiver, packet), srtp_err_status_ok);
-    EXPECT_EQ(packet, packet_of(2, 1));
+    EXPECT_EQ(pass(receiver, after_wrap), srtp_err_status_ok);
+    EXPECT_EQ(after_wrap, packet_of(0, own)) << "the roll-over was forgotten";
+    EXPECT_EQ(send(1, prompt), first_of_prompt) << "its place was needed";
+    packet = packet_of(9, others + 299);
+    EXPECT_EQ(pass(sender, packet), srtp_err_status_replay_fail) << "still known";
+}
+
+TEST_F(srtp_session_test, invented_sources_shut_out_neither_a_party_nor_its_new_source) {
+    const auto understood = [this](int sequence, std::uint32_t source) {
+        std::string packet = packet_of(sequence, source);
+        return pass(sender, packet) == srtp_err_status_ok &&
+               pass(receiver, packet) == srtp_err_status_ok &&
+               packet == packet_of(sequence, source);
+    };
+    std::uint32_t invented = 1'000;
+    for (const auto& [sequence, source] :
+         {std::pair(65535, 1U), std::pair(0, 1U), std::pair(1, 1U), std::pair(2, 1U),
+          std::pair(7, 2U), std::pair(3, 1U), std::pair(8, 2U)}) {
+        EXPECT_TRUE(understood(sequence, source)) << sequence;
+        for (int count = 0; count < 100; ++count) {
+            std::string packet = packet_of(9, ++invented);
+            EXPECT_EQ(pass(receiver, packet), srtp_err_status_ok);
+        }
+    }
+    std::string packet = packet_of(2, 1);
+    EXPECT_EQ(pass(receiver, packet), srtp_err_status_replay_fail);
     packet.resize(11);
     EXPECT_EQ(pass(receiver, packet), srtp_err_status_bad_param);
+}
+
+TEST_F(srtp_session_test, drops_the_state_of_a_source_that_ended) {
+    std::string packet = packet_of(1, 5), again = packet;
+    EXPECT_EQ(pass(sender, packet), srtp_err_status_ok);
+    std::uint32_t source = 0;
+    std::memcpy(&source, &packet[8], sizeof source);
+    sender.forget(source);
+    sender.forget(source + 1);
+    EXPECT_EQ(pass(sender, again), srtp_err_status_ok);
+    EXPECT_EQ(again, packet);
 }
 
 TEST(sap_sdp_text, is_exact_and_cut_to_its_size) {

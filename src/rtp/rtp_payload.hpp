@@ -19,6 +19,9 @@ enum rtp_payload : int {
 inline constexpr int first_event_payload = 100;
 inline constexpr int last_event_payload = 103;
 
+/** The one of them that telephones use most. */
+inline constexpr int usual_event_payload = 101;
+
 /** Encoded bytes of a 30 ms iLBC frame; by this number a stream knows that its frames are 30 ms. */
 inline constexpr int ilbc_30ms_frame_bytes = 50;
 

@@ -32,7 +32,6 @@ class rtp_stream::leg : public conference_leg {
     void discard_waiting();
     int receive_waiting(double now_s);
     void take_packet(char* packet, int len, const sockaddr_in& sender, double arrival_s);
-    [[nodiscard]] int codec_type(int payload_type) const;
     void take_audio(const rtp_view& view, double arrival_s);
     void take_event(const rtp_view& view, double arrival_s);
     void report(const key_receiver::changes& changes);

@@ -116,15 +116,16 @@ int rtp_stream::leg::receive_waiting(double now_s) {
 void rtp_stream::leg::take_packet(char* packet, int len, const sockaddr_in& sender,
                                   double arrival_s) {
     const bool readable = owner.unprotect(packet, len);
-    const auto view = readable ? parse_rtp(packet, len) : std::nullopt;
+    auto view = readable ? parse_rtp(packet, len) : std::nullopt;
     if (!view) {
         owner.count_incoming(len);
         return;
     }
     owner.note_reception(sender, len);
     owner.watch_for_code(packet, len);
-    const bool event = owner.is_event_type(view->payload_type);
-    const bool audio = !event && playout.accepts(codec_type(view->payload_type));
+    view->payload_type = owner.types.from_wire(view->payload_type);
+    const bool event = is_event_payload(view->payload_type);
+    const bool audio = !event && playout.accepts(view->payload_type);
     owner.log_packet(owner.pcap_in, packet, len, dir_in, audio);
     if (audio) {
         take_audio(*view, arrival_s);
@@ -138,15 +139,10 @@ void rtp_stream::leg::take_packet(char* packet, int len, const sockaddr_in& send
     }
 }
 
-/** The type that the playout buffer knows a codec by: iLBC may come on another. */
-int rtp_stream::leg::codec_type(int payload_type) const {
-    return owner.payload == ILBC && payload_type == owner.audio_type() ? int{ILBC} : payload_type;
-}
-
 void rtp_stream::leg::take_audio(const rtp_view& view, double arrival_s) {
-    playout.put({codec_type(view.payload_type), view.sequence, view.timestamp, view.ssrc,
-                 view.marker, view.payload},
-                arrival_s);
+    playout.put(
+        {view.payload_type, view.sequence, view.timestamp, view.ssrc, view.marker, view.payload},
+        arrival_s);
 }
 
 void rtp_stream::leg::take_event(const rtp_view& view, double arrival_s) {

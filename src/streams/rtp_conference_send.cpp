@@ -18,7 +18,7 @@ void rtp_stream::leg::hear(const tick_frame& frame, double) {
 
 void rtp_stream::leg::take_key(const key_press& key) {
     key_press sent = key;
-    sent.payload_type = owner.event_type_or(key.payload_type);
+    sent.payload_type = owner.types.to_wire(key.payload_type);
     keys_out.press(sent);
 }
 
@@ -31,7 +31,7 @@ void rtp_stream::leg::send_audio(const tick_frame& frame) {
     }
     const auto begin = clock + tick_samples - static_cast<std::uint32_t>(waiting_samples);
     waiting_samples -= encoder.packet_samples();
-    send(owner.audio_type(), first_packet, begin, payload, true);
+    send(owner.types.to_wire(owner.payload), first_packet, begin, payload, true);
     first_packet = false;
 }
 

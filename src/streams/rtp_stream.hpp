@@ -8,6 +8,7 @@
 #include "rtp/event_numbering.hpp"
 #include "rtp/event_receiver.hpp"
 #include "rtp/line_quality.hpp"
+#include "rtp/payload_types.hpp"
 #include "rtp/rtp_packet.hpp"
 #include "rtp/rtp_view.hpp"
 #include "rtp/sap_announcer.hpp"
@@ -81,7 +82,7 @@ class rtp_stream : public stream {
                      std::span<const std::uint8_t>& audio);
     void unprotect_drained(char* packet, int previous, int received);
     void note_reception(const sockaddr_in& sender, int received);
-    std::span<const std::uint8_t> audio_packet_data(const char* packet, int len);
+    std::span<const std::uint8_t> audio_packet_data(char* packet, int len);
     static bool is_cut_event(const rtp_view& view);
     bool classify(const rtp_view& view);
     void report_unknown_type(int payload_type);
@@ -97,14 +98,10 @@ class rtp_stream : public stream {
     // Sending: rtp_stream_send.cpp
     void report_size_mismatch(int need, int available);
     void prepare_own_packet(bool audio);
+    const char* changed_for_far_end(const char* pkt, const rtp_view& view, int len, char* copy);
     int send_protected(const char* pkt, int len);
     int send_packet(const char* pkt, int len);
     int send_counted(const char* pkt, int len, bool audio);
-
-    // Payload types: rtp_stream_types.cpp
-    [[nodiscard]] int audio_type() const;
-    [[nodiscard]] bool is_event_type(int payload_type) const;
-    [[nodiscard]] int event_type_or(int usual) const;
 
     // Encryption: rtp_stream_srtp.cpp
     bool unprotect(char* packet, int& len);
@@ -117,8 +114,8 @@ class rtp_stream : public stream {
     sockaddr_in remote_addr{}; // the last sender, or as commanded
     sockaddr_in local_addr{};
 
-    int named_event_type = -1; // of keys, besides the usual ones; -1 for none
-    line_quality line;         // measured in conferences
+    payload_types types; // of the far end
+    line_quality line;   // measured in conferences
 
     event_receiver keys; // that the far end presses
     code_watcher codes;  // that it sends in its packets

@@ -106,15 +106,20 @@ void rtp_stream::unprotect_drained(char* packet, int previous, int received) {
 }
 
 /** Reports what a packet signals. @return its audio, nothing for every other packet */
-std::span<const std::uint8_t> rtp_stream::audio_packet_data(const char* packet, int len) {
-    const rtp_view view = measure_rtp(packet, len);
+std::span<const std::uint8_t> rtp_stream::audio_packet_data(char* packet, int len) {
+    rtp_view view = measure_rtp(packet, len);
+    view.payload_type = types.from_wire(view.payload_type);
     watch_for_code(packet, len);
     if (is_cut_event(view)) {
         return {};
     }
     const bool audio = !view.payload.empty() && classify(view);
     log_packet(pcap_in, packet, len, dir_in, audio);
-    return audio ? view.payload : std::span<const std::uint8_t>{};
+    if (!audio) {
+        return {};
+    }
+    rtp_packet::set_payload_type(packet, view.payload_type); // it may be relayed
+    return view.payload;
 }
 
 /** Whether a telephone event lacks a part of its payload; nobody takes notice of such a packet. */

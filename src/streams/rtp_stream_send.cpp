@@ -13,6 +13,13 @@ namespace vocalink {
 using util::error_text;
 using util::log_line;
 
+namespace {
+
+/** A header with its extension word, and a whole frame. */
+constexpr int longest_sent_bytes = rtp_header_bytes + 4 + usual_frame_samples;
+
+} // namespace
+
 int rtp_stream::write_outgoing(const char* buf, int len) {
     const bool own = buf == nullptr;
     const char* pkt = own ? own_packet.data() : buf;
@@ -29,14 +36,25 @@ int rtp_stream::write_outgoing(const char* buf, int len) {
     if (own) {
         prepare_own_packet(audio);
     }
-    // An event may go to several members, each of which numbers it for itself.
-    alignas(4) char event_copy[rtp_header_bytes + 2 * event_payload_bytes];
-    if (is_event_payload(view.payload_type)) {
-        std::memcpy(event_copy, pkt, static_cast<std::size_t>(need));
-        renumber_event(event_copy, view);
-        pkt = event_copy;
+    alignas(4) char copy[longest_sent_bytes];
+    return send_counted(changed_for_far_end(pkt, view, need, copy), need, audio);
+}
+
+/** Numbers an event, and puts the far end's payload type in the place of the usual one.
+ *  @return pkt, or copy where something had to change: other members may get the same packet */
+const char* rtp_stream::changed_for_far_end(const char* pkt, const rtp_view& view, int len,
+                                            char* copy) {
+    const int wire_type = types.to_wire(view.payload_type);
+    const bool event = is_event_payload(view.payload_type);
+    if (!event && wire_type == view.payload_type) {
+        return pkt;
     }
-    return send_counted(pkt, need, audio);
+    std::memcpy(copy, pkt, static_cast<std::size_t>(len));
+    if (event) {
+        renumber_event(copy, view);
+    }
+    rtp_packet::set_payload_type(copy, wire_type);
+    return copy;
 }
 
 /** Records, counts and sends a packet, protected if keys are set. */

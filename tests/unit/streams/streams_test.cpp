@@ -69,6 +69,15 @@ bytes event(int sequence, std::uint32_t timestamp, bool marker, std::uint8_t dur
     return rtp_packet_bytes(101, sequence, timestamp, 9, bytes{5, 10, duration_by_256, 0}, marker);
 }
 
+struct notices {
+    void take(std::string notice) { text += notice; }
+    std::string text;
+};
+
+std::uint16_t port_of(const rtp_stream& s) {
+    return static_cast<std::uint16_t>(std::stoi(s.local_port()));
+}
+
 class rtp_stream_test : public testing::Test {
   protected:
     rtp_stream make(std::string id, std::string encoding) {
@@ -122,6 +131,38 @@ TEST_F(rtp_stream_test, silence_clears_as_many_samples_as_the_frame_has_bytes) {
     EXPECT_EQ(std::count(compressed.incoming_packet(), compressed.incoming_packet() + 160, 7), 140);
 }
 
+TEST_F(rtp_stream_test, translates_the_payload_types_that_its_far_end_has_named) {
+    harness::rtp_peer partner("127.7.0.3");
+    rtp_stream a = make("a", "ILBC20"),
+               plain("b", "127.7.0.1", "127.7.0.3", partner.port(), "ILBC20");
+    a.set_stream_payload(97);
+    a.set_stream_events(98);
+    s.set_stream_payload(97); // of no use for PCMU
+    EXPECT_EQ(a.write_outgoing(nullptr, 0) + s.write_outgoing(nullptr, 0), 50 + 172);
+    EXPECT_EQ(far.receive().value()[1], 0x80 | 97);
+    EXPECT_EQ(far.receive().value()[1], 0x80 | 0);
+    const bytes voice(38, 'v');
+    EXPECT_EQ(relay(a, rtp_packet_bytes(109, 5, 6, 7, voice), 50), 50);
+    EXPECT_EQ(far.receive(), rtp_packet_bytes(97, 5, 6, 7, voice));
+    EXPECT_EQ(relay(a, event(1, 2, true, 3), 16), 16);
+    EXPECT_EQ(far.receive().value()[1], 0x80 | 98);
+
+    far.send_to("127.7.0.1", port_of(a), rtp_packet_bytes(97, 8, 9, 10, voice));
+    bytes received(max_packet_bytes);
+    char* const packet = reinterpret_cast<char*>(received.data());
+    EXPECT_EQ(a.read_incoming_rtp(packet, max_packet_bytes, false), 50);
+    plain.write_outgoing(packet, 50);
+    EXPECT_EQ(partner.receive(), rtp_packet_bytes(109, 8, 9, 10, voice));
+
+    notices told{};
+    a.notify_signal.connect(&told, &notices::take);
+    bytes key = event(20, 0, true, 1);
+    key[1] = 0x80 | 98;
+    far.send_to("127.7.0.1", port_of(a), key);
+    EXPECT_EQ(a.read_incoming_rtp(packet, max_packet_bytes, false), 0);
+    EXPECT_EQ(told.text, "DTMF_START STREAM a EVENT 5 VOLUME 10");
+}
+
 /** A far end that answers each notice of a stream with another packet that makes two. */
 struct flood {
     void next(std::string) {
@@ -135,7 +176,7 @@ struct flood {
 };
 
 TEST_F(rtp_stream_test, drains_a_bounded_number_of_packets) {
-    flood flooding{far, static_cast<std::uint16_t>(std::stoi(s.local_port()))};
+    flood flooding{far, port_of(s)};
     s.notify_signal.connect(&flooding, &flood::next);
     flooding.next("");
     while (flooding.sequence == 1) {

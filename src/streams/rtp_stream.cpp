@@ -74,6 +74,8 @@ rtp_stream::~rtp_stream() {
         }
     };
     report(suppressed_types, "packets of unknown payload type");
+    report(unheard.suppressed(), "packets of another size than expected");
+    report(handed_nothing.suppressed(), "packets of a partner without audio");
     report(size_mismatches.suppressed(), "packet size mismatches");
     report(send_errors.suppressed(), "send errors");
 }

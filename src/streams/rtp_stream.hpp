@@ -86,6 +86,7 @@ class rtp_stream : public stream {
     static bool is_cut_event(const rtp_view& view);
     bool classify(const rtp_view& view);
     void report_unknown_type(int payload_type);
+    void report_unheard(const rtp_view& view, int len);
     void decode(const std::uint8_t* audio);
 
     // Keys and codes: rtp_stream_events.cpp
@@ -139,8 +140,10 @@ class rtp_stream : public stream {
     /** Header template and payload of the packets that this stream makes itself. */
     alignas(4) std::array<char, rtp_header_bytes + usual_frame_samples> own_packet{};
 
-    std::bitset<128> logged_types;  // unknown payload types that have had their log line
-    long long suppressed_types = 0; // packets of such types since
+    std::bitset<128> logged_types;     // unknown payload types that have had their log line
+    long long suppressed_types = 0;    // packets of such types since
+    util::repeat_guard unheard;        // packets of another size than this stream takes
+    util::repeat_guard handed_nothing; // by a partner that read a packet that is not audio
     util::repeat_guard size_mismatches;
     util::repeat_guard send_errors;
 

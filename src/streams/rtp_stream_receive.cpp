@@ -115,6 +115,11 @@ std::span<const std::uint8_t> rtp_stream::audio_packet_data(char* packet, int le
     }
     const bool audio = !view.payload.empty() && classify(view);
     log_packet(pcap_in, packet, len, dir_in, audio);
+    const bool lost = audio ? view.payload.size() != static_cast<std::size_t>(frame_bytes)
+                            : !rtp_packet::is_rtp(packet, len);
+    if (lost) {
+        report_unheard(view, len);
+    }
     if (!audio) {
         return {};
     }
@@ -152,6 +157,22 @@ void rtp_stream::report_unknown_type(int payload_type) {
     }
     logged_types.set(bit);
     log_line() << "-- stream(" << id << ") got packet of unknown payload type " << payload_type;
+}
+
+/** Tells once of packets that count as received and are not heard. */
+void rtp_stream::report_unheard(const rtp_view& view, int len) {
+    if (len == 0 || !unheard.admit()) {
+        return;
+    }
+    log_line told("stream", id);
+    if (view.payload.empty()) {
+        told << "got a packet of " << len << " bytes that is no RTP";
+    } else {
+        told << "got " << view.payload.size() << " bytes of payload type "
+             << types.to_wire(view.payload_type);
+    }
+    told << ", takes " << frame_bytes << " of payload type " << types.to_wire(payload)
+         << ". Further ones are counted";
 }
 
 void rtp_stream::decode(const std::uint8_t* audio) {

@@ -66,7 +66,9 @@ int rtp_stream::send_counted(const char* pkt, int len, bool audio) {
 }
 
 void rtp_stream::report_size_mismatch(int need, int available) {
-    if (size_mismatches.admit()) {
+    // What a partner could not hand on is told apart: its reader says why.
+    util::repeat_guard& guard = available == 0 ? handed_nothing : size_mismatches;
+    if (guard.admit()) {
         log_line() << "packet size mismatch: " << need << " > " << available;
         log_line("stream", id) << "future packet size mismatches for stream will be suppressed";
     }

@@ -92,6 +92,7 @@ int tone_stream::write_outgoing(const char* buf, int len) {
     if (need > len) {
         if (size_mismatches.admit()) {
             log_line() << "packet size mismatch: " << need << " > " << len;
+            log_line("stream", id) << "future packet size mismatches for stream will be suppressed";
         }
         return 0;
     }

@@ -44,6 +44,11 @@ TEST_F(relay_test, pair_relays_whole_frames_unchanged_and_refuses_the_rest) {
     expect_reply("delete stream a", "SUCCESS incoming_packets=12 outgoing_packets=1");
     expect_reply("delete stream b", "SUCCESS incoming_packets=1 outgoing_packets=4");
     EXPECT_EQ(occurrences(daemon->log(), "packet size mismatch: 160 > 0\n"), 1);
+    EXPECT_EQ(occurrences(daemon->log(), "-- stream(a): got 159 bytes of payload type 0, takes 160 "
+                                         "of payload type 0. Further ones are counted\n"),
+              1);
+    EXPECT_EQ(
+        occurrences(daemon->log(), "-- stream(a): suppressed log lines: 5 packets of another"), 1);
     EXPECT_EQ(occurrences(daemon->log(), "stream(a) got packet of unknown payload type 55\n"), 1);
 }
 

@@ -131,6 +131,17 @@ TEST_F(rtp_stream_test, silence_clears_as_many_samples_as_the_frame_has_bytes) {
     EXPECT_EQ(std::count(compressed.incoming_packet(), compressed.incoming_packet() + 160, 7), 140);
 }
 
+TEST_F(rtp_stream_test, tells_a_partner_without_audio_from_a_packet_that_is_too_short) {
+    testing::internal::CaptureStderr();
+    for (const int len : {0, 0, 100, 100}) {
+        EXPECT_EQ(relay(s, rtp_packet_bytes(0, 1, 1, 1, bytes(160)), len), 0);
+    }
+    const std::string note =
+        "\n-- stream(s,(1)): future packet size mismatches for stream will be suppressed\n";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "packet size mismatch: 160 > 0" + note + "packet size mismatch: 172 > 100" + note);
+}
+
 TEST_F(rtp_stream_test, translates_the_payload_types_that_its_far_end_has_named) {
     harness::rtp_peer partner("127.7.0.3");
     rtp_stream a = make("a", "ILBC20"),

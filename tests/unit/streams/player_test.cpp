@@ -10,7 +10,9 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <filesystem>
 #include <fstream>
+#include <memory>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -81,6 +83,34 @@ TEST_F(player_test, player_gets_whole_ulaw_frames_and_holds_nobody_up) {
     EXPECT_EQ(played, expected);
     EXPECT_EQ(content("arguments"), "-c1 -f mu_law\n");
     EXPECT_EQ(content("open"), "0\n1\n2\n3\n"); // 3 is the directory that is listed
+}
+
+TEST_F(player_test, next_player_starts_when_the_last_has_left_the_device) {
+    const std::string fifo = directory.path() + "/go_on";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    std::ofstream(directory.path() + "/script")
+        << "cd $(dirname $0); mkdir device || exit; cat > /dev/null; cat go_on; rmdir device; "
+           "echo played >> log";
+    const std::string player = "sh " + directory.path() + "/script";
+    {
+        std::make_unique<alsa_stream>("first", player.c_str()); // gone at once, its player not yet
+        alsa_stream never("never", player.c_str());
+    }
+    auto next = std::make_unique<alsa_stream>("next", player.c_str());
+    EXPECT_EQ(next->write_outgoing(nullptr, 0), 0); // dropped
+    loop.run(ev::NOWAIT);
+    EXPECT_EQ(content("log"), "");
+    { const std::ofstream go_on(fifo); }
+    while (!std::filesystem::exists(directory.path() + "/device") || content("log").empty()) {
+        loop.run(ev::NOWAIT);
+    }
+    next.reset();
+    { const std::ofstream go_on(fifo); }
+    siginfo_t child{};
+    while (::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == 0) {
+        loop.run(ev::NOWAIT);
+    }
+    EXPECT_EQ(content("log"), "played\nplayed\n");
 }
 
 TEST_F(player_test, tone_stream_detects_what_is_generated_and_keeps_the_latest) {

@@ -10,10 +10,10 @@
 namespace vocalink::demo {
 
 leg::leg(std::string who, std::string encoding_word, sound sentence)
-    : name(std::move(who)), encoding(std::move(encoding_word)),
-      settings(settings_of_encoding(encoding)), voice(std::move(sentence)),
-      mouth(settings.payload, settings.frame_bytes), monitor(ILBC, settings.frame_bytes),
-      ear(ILBC, settings.frame_bytes), ssrc(std::random_device{}()) {
+    : name(std::move(who)), encoding(std::move(encoding_word)), settings(codec_of_word(encoding)),
+      voice(std::move(sentence)), mouth(settings.payload, settings.frame_bytes),
+      monitor(ILBC, settings.frame_bytes), ear(ILBC, settings.frame_bytes),
+      ssrc(std::random_device{}()) {
     voice.resize((voice.size() + frame_samples - 1) / frame_samples * frame_samples);
 }
 

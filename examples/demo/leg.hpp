@@ -52,7 +52,7 @@ class leg {
     void send(int payload_type, bool marker, std::span<const std::uint8_t> payload);
     void decode(voice_decoder& decoder, std::span<const std::uint8_t> payload, sound& to) const;
 
-    const encoding_settings settings;
+    const audio_codec& settings;
     sound voice;                                ///< whole frames
     voice_encoder mouth;                        ///< encodes what it says
     voice_decoder monitor;                      ///< decodes what it said

@@ -2,6 +2,9 @@
 // Making up what a missing packet would have said.
 #include "audio/concealer.hpp"
 
+#include "audio/frame.hpp"
+#include "audio/g729_codec.hpp"
+
 #include <algorithm>
 #include <array>
 
@@ -15,8 +18,6 @@ constexpr int comfort_noise_end = 500 * samples_per_ms;
 
 /** A beginning after a gap that has faded is led in over 5 ms. */
 constexpr int lead_in = 5 * samples_per_ms;
-
-constexpr int silence_description_bytes = 2;
 
 } // namespace
 
@@ -38,7 +39,7 @@ void concealer::heard(int payload_type, std::span<const std::uint8_t> payload,
     }
     payload_type_heard = payload_type;
     comfort_noise =
-        payload_type == G729 && payload.size() % g729_frame_bytes == silence_description_bytes;
+        payload_type == G729 && payload.size() % g729_frame_bytes == g729_silence_description_bytes;
     made_up = 0;
 }
 

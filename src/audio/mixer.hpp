@@ -2,7 +2,7 @@
 // Sums of linear frames, saturated at the 16-bit limits.
 #pragma once
 
-#include "rtp/rtp_payload.hpp"
+#include "audio/frame.hpp"
 
 #include <array>
 #include <cstdint>

@@ -3,13 +3,13 @@
 #pragma once
 
 #include "audio/concealer.hpp"
+#include "audio/frame.hpp"
 #include "audio/playout_delay.hpp"
 #include "audio/playout_line.hpp"
 #include "audio/playout_queue.hpp"
 #include "audio/playout_source.hpp"
 #include "audio/voice_decoder.hpp"
 #include "audio/voice_packet.hpp"
-#include "rtp/rtp_payload.hpp"
 
 #include <cstdint>
 #include <span>

@@ -2,21 +2,17 @@
 // Decoding of a conference member's packets, whatever codec each of them is in.
 #pragma once
 
-#include "audio/frame_decoder.hpp"
+#include "audio/codec.hpp"
 #include "audio/voice_packet.hpp"
-#include "util/c_handle.hpp"
 
 #include <cstddef>
 #include <cstdint>
 #include <span>
-
-#include <spandsp.h>
+#include <vector>
 
 namespace vocalink {
 
-using g722_decoder_ptr = util::c_handle<g722_decode_state_t, g722_decode_free>;
-
-/** Decodes PCMU, PCMA, G.722, G.729 and iLBC to linear 8 kHz samples; a packet may be in another
+/** Decodes all codecs to linear 8 kHz samples; a packet may be in another
  *  codec than the one before. The state of a codec is made when its first packet comes, so that
  *  only the first packet of a codec allocates. Belongs to one member; loop thread only. */
 class voice_decoder {
@@ -51,15 +47,16 @@ class voice_decoder {
     void restart();
 
   private:
-    [[nodiscard]] bool make_state(int payload_type);
-    void decode_g729(std::span<const std::uint8_t> payload, std::int16_t* out);
-    void decode_ilbc(std::span<const std::uint8_t> payload, std::int16_t* out);
+    /** What one payload type carries. */
+    struct format {
+        int payload_type;
+        const audio_codec* codec;
+        codec_decoder_ptr decoder; // from its first packet on
+    };
 
-    const int ilbc_payload_type;
-    const int ilbc_frame_bytes;
-    g722_decoder_ptr g722;
-    g729_decoder_ptr g729;
-    ilbc_decoder_ptr ilbc;
+    [[nodiscard]] std::size_t index_of(int payload_type) const;
+
+    std::vector<format> formats;
 };
 
 } // namespace vocalink

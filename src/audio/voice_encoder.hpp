@@ -2,19 +2,14 @@
 // Encoding of what a conference member hears, 20 ms at a time.
 #pragma once
 
-#include "audio/frame_encoder.hpp"
+#include "audio/codec.hpp"
 #include "audio/voice_packet.hpp"
-#include "util/c_handle.hpp"
 
 #include <array>
 #include <cstdint>
 #include <span>
 
-#include <spandsp.h>
-
 namespace vocalink {
-
-using g722_encoder_ptr = util::c_handle<g722_encode_state_t, g722_encode_free>;
 
 /** Encodes frames of 160 samples into packets of one codec. All codecs give a packet for each
  *  frame; iLBC in its 30 ms mode gives two packets for three frames. Belongs to one member; loop
@@ -41,10 +36,8 @@ class voice_encoder {
 
     [[nodiscard]] std::span<const std::uint8_t> encode_packet(const std::int16_t* samples);
 
-    const rtp_payload payload;
-    const int frame_bytes;
-    frame_encoder encoder; // µ-law, G.729, iLBC
-    g722_encoder_ptr g722;
+    const audio_codec& codec;
+    const codec_encoder_ptr encoder;
     std::array<std::int16_t, max_waiting_samples> waiting{}; // samples of a packet not yet whole
     int waiting_samples = 0;
     std::array<std::uint8_t, voice_frame_samples> encoded{};

@@ -2,6 +2,7 @@
 // The recording of one stream into one file.
 #include "recording/recording.hpp"
 
+#include "audio/codec.hpp"
 #include "util/log_line.hpp"
 
 #include <memory>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // How raw recordings keep real time: frames of silence where packets are missing.
+#include "audio/codec.hpp"
 #include "recording/recording.hpp"
 #include "util/log_line.hpp"
 #include "util/time_values.hpp"

@@ -2,7 +2,7 @@
 // A recording of linear samples as a WAV file.
 #include "recording/wav_recording.hpp"
 
-#include "rtp/rtp_payload.hpp"
+#include "audio/frame.hpp"
 #include "util/log_line.hpp"
 
 #include <array>

@@ -26,7 +26,6 @@ constexpr double announce_period_s = 5.0;
 constexpr std::uint32_t sap_group = 0xE0000038; // 224.0.0.56
 constexpr std::uint16_t sap_port = 9875;
 constexpr std::uint32_t ntp_epoch_s = 2208988800; // Unix epoch in NTP seconds
-constexpr int clock_rate_hz = 8000;               // of every codec
 
 constexpr std::uint32_t announcement_word = 0x20000000; // SAP version 1, IPv4
 constexpr std::uint32_t deletion_word = 0x24000000;
@@ -60,7 +59,7 @@ std::string sap_sdp_text(const sap_description& described, std::uint32_t ntp_sec
                   described.local_ip.c_str(), described.name.c_str(), "IP4",
                   described.remote_ip.c_str(), static_cast<unsigned long>(ntp_seconds),
                   described.remote_port, described.payload_type, described.payload_type,
-                  described.format_name, static_cast<unsigned>(clock_rate_hz));
+                  described.format_name, static_cast<unsigned>(described.clock_hz));
     return text.data();
 }
 

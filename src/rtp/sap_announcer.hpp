@@ -19,6 +19,7 @@ struct sap_description {
     unsigned remote_port;
     int payload_type;
     const char* format_name; // registered name of the codec
+    int clock_hz;            // of its timestamps
 };
 
 /** The session description (SDP, RFC 4566), cut to 511 bytes.

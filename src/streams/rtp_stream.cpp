@@ -31,7 +31,8 @@ const sockaddr* generic(const sockaddr_in& address) {
 rtp_stream::rtp_stream(std::string stream_id, std::string local_ip, std::string remote_ip,
                        int remote_port, std::string encoding_word)
     : stream(std::move(stream_id), std::move(encoding_word), kind_rtp),
-      encoder(payload, frame_bytes), decoder(payload, frame_bytes) {
+      encoder(codec.hears_mix ? codec.new_encoder() : nullptr),
+      decoder(codec.heard_in_mix ? codec.new_decoder() : nullptr) {
     local_addr.sin_family = AF_INET;
     remote_addr.sin_family = AF_INET;
     remote_addr.sin_port = htons(static_cast<std::uint16_t>(remote_port));
@@ -43,7 +44,7 @@ rtp_stream::rtp_stream(std::string stream_id, std::string local_ip, std::string 
     }
     arm_timeout_timer();
     fd = new_udp_socket();
-    own_packet.fill(idle_payload_byte(payload));
+    own_packet.fill(static_cast<char>(codec.idle_byte));
     rtp_packet::init_header(own_packet.data(), payload, util::system_random());
     if (IN_MULTICAST(ntohl(remote_addr.sin_addr.s_addr))) {
         enable_sap();

@@ -2,8 +2,7 @@
 // The RTP endpoint: a UDP socket, a far end, and a codec.
 #pragma once
 
-#include "audio/frame_decoder.hpp"
-#include "audio/frame_encoder.hpp"
+#include "audio/codec.hpp"
 #include "rtp/code_watcher.hpp"
 #include "rtp/event_numbering.hpp"
 #include "rtp/event_receiver.hpp"
@@ -87,7 +86,6 @@ class rtp_stream : public stream {
     bool classify(const rtp_view& view);
     void report_unknown_type(int payload_type);
     void report_unheard(const rtp_view& view, int len);
-    void decode(const std::uint8_t* audio);
 
     // Keys and codes: rtp_stream_events.cpp
     void watch_for_code(const char* pkt, int len);
@@ -135,8 +133,8 @@ class rtp_stream : public stream {
     pkt_hdr_pcap pcap_in; // templates of recorded packets, from the addresses at creation
     pkt_hdr_pcap pcap_out;
 
-    frame_encoder encoder;
-    frame_decoder decoder;
+    const codec_encoder_ptr encoder; // of a stream that hears mixes
+    const codec_decoder_ptr decoder; // of one that is heard in them
     /** Header template and payload of the packets that this stream makes itself. */
     alignas(4) std::array<char, rtp_header_bytes + usual_frame_samples> own_packet{};
 

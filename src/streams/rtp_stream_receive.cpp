@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The RTP endpoint's receive path: reading, classifying and decoding.
-#include "audio/g711.hpp"
 #include "streams/rtp_stream.hpp"
 #include "util/log_line.hpp"
 
@@ -48,8 +47,8 @@ int rtp_stream::read_incoming_rtp(char* buf, int len, bool drain) {
     if (audio.size() != static_cast<std::size_t>(frame_bytes)) {
         return 0;
     }
-    if (own) {
-        decode(audio.data());
+    if (own && decoder) {
+        decoder->decode(audio, incoming.data());
     }
     return received;
 }
@@ -173,22 +172,6 @@ void rtp_stream::report_unheard(const rtp_view& view, int len) {
     }
     told << ", takes " << frame_bytes << " of payload type " << types.to_wire(payload)
          << ". Further ones are counted";
-}
-
-void rtp_stream::decode(const std::uint8_t* audio) {
-    const auto* const encoded = reinterpret_cast<const char*>(audio);
-    switch (payload) {
-    case PCMU:
-        ulaw2linear(encoded, incoming.data(), frame_bytes);
-        break;
-    case G729:
-        decoder.decode_g729(encoded, incoming.data());
-        break;
-    case PCMA:
-    case G722:
-    case ILBC:
-        break; // Deliberate: what parties of these codecs say is relayed but reaches no mix.
-    }
 }
 
 } // namespace vocalink

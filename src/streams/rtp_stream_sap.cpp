@@ -5,13 +5,9 @@
 namespace vocalink {
 
 void rtp_stream::enable_sap() {
-    const sap_description described{rtp_packet::ssrc(own_packet.data()),
-                                    id,
-                                    local_ip(false),
-                                    remote_ip(false),
-                                    ntohs(remote_addr.sin_port),
-                                    int{payload},
-                                    payload_to_rtp_format_string(payload)};
+    const sap_description described{
+        rtp_packet::ssrc(own_packet.data()), id,           local_ip(false),   remote_ip(false),
+        ntohs(remote_addr.sin_port),         int{payload}, codec.format_name, codec.clock_hz};
     sap = std::make_unique<sap_announcer>(id, new_udp_socket(), fd.get(), described);
 }
 

@@ -82,8 +82,9 @@ void rtp_stream::prepare_own_packet(bool audio) {
     rtp_packet::set_timestamp(header, rtp_packet::timestamp(header) +
                                           static_cast<std::uint32_t>(frame_samples()));
     rtp_packet::set_sequence(header, static_cast<std::uint16_t>(rtp_packet::sequence(header) + 1));
-    if (audio) {
-        encoder.encode(outgoing.data(), header + rtp_header_bytes);
+    if (audio && encoder) {
+        encoder->encode(outgoing.data(),
+                        reinterpret_cast<std::uint8_t*>(header + rtp_header_bytes));
     }
 }
 

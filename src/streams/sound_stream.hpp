@@ -2,7 +2,7 @@
 // The player of sound files.
 #pragma once
 
-#include "audio/frame_decoder.hpp"
+#include "audio/codec.hpp"
 #include "audio/sound_file.hpp"
 #include "rtp/rtp_packet.hpp"
 #include "streams/timer_stream.hpp"
@@ -39,7 +39,6 @@ class sound_stream : public timer_stream {
   private:
     class leg; // sound_conference.cpp
 
-    void decode(const char* encoded);
     void nonlooping_soundfile_eof_callback(ev::timer& timer, int events);
 
     const std::string filename;
@@ -47,7 +46,7 @@ class sound_stream : public timer_stream {
     sound_file file;
     rtp_hdr_t rtp_header;                               // of the packet before
     pkt_hdr_pcap pcap_in{sockaddr_in{}, sockaddr_in{}}; // a file has no address
-    frame_decoder decoder;
+    const codec_decoder_ptr decoder;                    // of a file that a mix hears
     ev::timer eof_timer;
 };
 

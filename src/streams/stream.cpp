@@ -15,9 +15,8 @@ using util::log_line;
 using util::loop_now;
 
 stream::stream(std::string stream_id, std::string encoding_word, stream_kind kind)
-    : id(std::move(stream_id)), encoding(std::move(encoding_word)),
-      payload(settings_of_encoding(encoding).payload),
-      frame_bytes(settings_of_encoding(encoding).frame_bytes), last_rx_time(loop_now()),
+    : id(std::move(stream_id)), encoding(std::move(encoding_word)), codec(codec_of_word(encoding)),
+      payload(codec.payload), frame_bytes(codec.frame_bytes), last_rx_time(loop_now()),
       prev_rx_time(last_rx_time), type(kind) {
     sync_signal.changed.connect(this, &stream::handle_sync_signal_changed);
 }
@@ -35,10 +34,6 @@ stream::~stream() {
     log_line("stream", id) << "total incoming packets " << counters.incoming_packets
                            << ", outgoing packets " << counters.outgoing_packets;
     log_line("stream", id) << "tolvey destroyed";
-}
-
-int stream::frame_samples() const {
-    return frame_samples_of(frame_bytes);
 }
 
 void stream::clear_incoming_buffer() {

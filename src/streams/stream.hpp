@@ -2,9 +2,9 @@
 // The media endpoint from which every stream kind derives.
 #pragma once
 
+#include "audio/codec.hpp"
 #include "audio/mixer.hpp"
 #include "recording/recording.hpp"
-#include "rtp/rtp_payload.hpp"
 #include "streams/packet_counters.hpp"
 #include "streams/routing_rules.hpp"
 #include "util/event_loop.hpp"
@@ -48,6 +48,7 @@ class stream {
     const std::string id;
     /** The codec word given at creation, and what it selected. */
     const std::string encoding;
+    const audio_codec& codec;
     const rtp_payload payload;
     const int frame_bytes; // encoded bytes per packet
 
@@ -71,7 +72,7 @@ class stream {
     /** The frame to send next, of the same shape. */
     [[nodiscard]] short* outgoing_packet() { return outgoing.data(); }
     /** Samples in a frame of this stream's codec: 160, or 240 for 30 ms iLBC. */
-    [[nodiscard]] int frame_samples() const;
+    [[nodiscard]] int frame_samples() const { return codec.frame_samples; }
 
     /** Silences the first 2 x frame_bytes bytes of the incoming frame: for the compressing codecs
      *  the tail of the last frame stays. */

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // pcap headers and the queue of the workers; packets through both workers into files.
+#include "audio/codec.hpp"
 #include "base/config.hpp"
 #include "harness/rtp_peer.hpp"
 #include "harness/temporary_directory.hpp"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The streams that only speak: sound files and digits.
-#include "audio/frame_encoder.hpp"
+#include "audio/codec.hpp"
 #include "audio/sound_reader_thread.hpp"
 #include "base/config.hpp"
 #include "base/exceptions.hpp"
@@ -41,7 +41,7 @@ class speaker_test : public testing::Test {
     void write(const std::string& sound) const { std::ofstream(path) << sound; }
     /** The file as the reader opens it. The test reads ahead where the reader would. */
     std::shared_ptr<sound_frames> opened(bool looping, const std::string& codec) const {
-        const auto frame_bytes = static_cast<std::size_t>(settings_of_encoding(codec).frame_bytes);
+        const auto frame_bytes = static_cast<std::size_t>(codec_of_word(codec).frame_bytes);
         auto frames = std::make_shared<sound_frames>(path, frame_bytes, looping);
         EXPECT_TRUE(frames->open());
         return frames;
@@ -134,16 +134,16 @@ TEST_F(speaker_test, only_regular_files_are_opened) {
 TEST_F(speaker_test, sound_stream_decodes_its_file_for_a_mix) {
     constexpr double radians = 2 * std::numbers::pi * 650 / 8000; // no whole periods in 10 ms
     for (const std::string codec : {"PCMU", "G729", "ILBC20", "ILBC30"}) {
-        const auto [payload, frame_bytes] = settings_of_encoding(codec);
-        frame_encoder encoder(payload, frame_bytes);
-        std::string frame(static_cast<std::size_t>(frame_bytes), '\0');
+        const audio_codec& row = codec_of_word(codec);
+        const codec_encoder_ptr encoder = row.new_encoder();
+        std::string frame(static_cast<std::size_t>(row.frame_bytes), '\0');
         std::ofstream file(path);
-        for (int at = 0; at < 10 * frame_samples_of(frame_bytes); file << frame) {
+        for (int at = 0; at < 10 * row.frame_samples; file << frame) {
             std::array<short, 240> tone;
-            for (int i = 0; i < frame_samples_of(frame_bytes); ++i, ++at) {
+            for (int i = 0; i < row.frame_samples; ++i, ++at) {
                 tone[i] = static_cast<short>(8000 * std::sin(radians * at));
             }
-            encoder.encode(tone.data(), frame.data());
+            encoder->encode(tone.data(), reinterpret_cast<std::uint8_t*>(frame.data()));
         }
         file.close();
         sound_stream played("s", path, false, codec, opened(false, codec));

@@ -92,7 +92,8 @@ TEST_F(srtp_session_test, drops_the_state_of_a_source_that_ended) {
 }
 
 TEST(sap_sdp_text, is_exact_and_cut_to_its_size) {
-    sap_description described{0xFFFFFFFF, "news, (1)", "10.0.0.1", "239.1.2.3", 5004, 18, "G729"};
+    sap_description described{0xFFFFFFFF, "news, (1)", "10.0.0.1", "239.1.2.3",
+                              5004,       18,          "G729",     8000};
     const std::string text = "v=0\no=vocalink 4294967295 0 IN IP4 10.0.0.1\ns=news, (1)\n"
                              "c=IN IP4 239.1.2.3\nt=3913056000 0\na=recvonly\n"
                              "m=audio 5004 RTP/AVP 18\na=rtpmap:18 G729/8000\na=type:broadcast\n";

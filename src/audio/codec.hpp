@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The codecs, one row each: everything that depends on a codec reads it here.
+#pragma once
+
+#include "rtp/rtp_payload.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string_view>
+
+namespace vocalink {
+
+/** Turns the frames of one far end into linear samples. Belongs to one stream; loop thread only. */
+class codec_decoder {
+  public:
+    virtual ~codec_decoder() = default;
+    /** Decodes whole frames. @param samples  room for audio_codec::samples_in() of them */
+    virtual void decode(std::span<const std::uint8_t> payload, std::int16_t* samples) = 0;
+    /** Makes up the next frame in place of a lost one.
+     *  @param samples  room for one frame
+     *  @return samples written, 0 for codecs that have no concealment of their own */
+    virtual int conceal(std::int16_t*) { return 0; }
+    /** Forgets what came before: another source speaks now. */
+    virtual void restart() {}
+};
+
+/** Turns linear samples into frames. Belongs to one stream; loop thread only. */
+class codec_encoder {
+  public:
+    virtual ~codec_encoder() = default;
+    /** Encodes one packet, audio_codec::frame_samples into audio_codec::frame_bytes. */
+    virtual void encode(const std::int16_t* samples, std::uint8_t* payload) = 0;
+};
+
+using codec_decoder_ptr = std::unique_ptr<codec_decoder>;
+using codec_encoder_ptr = std::unique_ptr<codec_encoder>;
+
+/** What there is to know of one codec in one mode. */
+struct audio_codec {
+    std::string_view word;   // that selects it in commands
+    rtp_payload payload;     // its payload type
+    const char* format_name; // registered (RFC 3551, RFC 3952)
+    int clock_hz;            // of its RTP timestamps
+
+    // A packet as streams send it.
+    int frame_bytes;
+    int frame_samples;
+    std::uint8_t idle_byte; // fills payloads that are not encoded
+
+    // A packet as anybody may send it: up to so many units.
+    int unit_bytes;
+    int unit_samples;
+    int most_units;
+    int last_unit_bytes; // another length that the last one may have, 0 for none
+
+    // Deliberate: what `new vocalink` mixes. Everything is relayed, whatever these say.
+    bool heard_in_mix; // a party
+    bool file_in_mix;  // a sound file
+    bool hears_mix;    // a party
+
+    // What raw recordings put in the place of missing packets.
+    std::span<const unsigned char> silence; // one frame
+    int timestamps_per_byte;
+
+    // Null when no state can be made.
+    codec_decoder_ptr (*make_decoder)();
+    codec_encoder_ptr (*make_encoder)();
+
+    /** The samples in a payload of that length, 0 when it is not whole or too long. */
+    [[nodiscard]] int samples_in(std::size_t bytes) const;
+    /** @throws stream_exception when the state cannot be made */
+    [[nodiscard]] codec_decoder_ptr new_decoder() const;
+    [[nodiscard]] codec_encoder_ptr new_encoder() const;
+};
+
+/** All codecs; iLBC has a row for each of its modes. */
+[[nodiscard]] std::span<const audio_codec> audio_codecs();
+
+/** The codec that an encoding word selects; every unknown word means µ-law. */
+[[nodiscard]] const audio_codec& codec_of_word(std::string_view word);
+
+/** The codec of a payload type whose packets have that length, or null. */
+[[nodiscard]] const audio_codec* find_codec(int payload_type, int frame_bytes);
+
+// The facts of a payload type for raw recordings; every unknown type counts as µ-law.
+
+/** RTP timestamp units per payload byte. */
+[[nodiscard]] int payload_ts_inc(rtp_payload payload);
+/** Bytes of one codec frame: 10 (10 ms) for G.729, 160 (20 ms of G.711) for all others. */
+[[nodiscard]] int payload_frame_size(rtp_payload payload);
+/** One frame of silence, payload_frame_size() bytes, constant. */
+[[nodiscard]] const unsigned char* payload_silence_frame(rtp_payload payload);
+
+} // namespace vocalink

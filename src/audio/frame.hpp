@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The lengths of frames of linear samples.
+#pragma once
+
+namespace vocalink {
+
+/** Everything runs at 8 kHz. */
+inline constexpr int samples_per_ms = 8;
+
+/** Samples of the longest frame, 30 ms, and of the usual one, 20 ms. */
+inline constexpr int max_frame_samples = 240;
+inline constexpr int usual_frame_samples = 160;
+
+} // namespace vocalink

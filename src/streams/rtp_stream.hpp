@@ -109,43 +109,40 @@ class rtp_stream : public stream {
     // Announcement: rtp_stream_sap.cpp
     void enable_sap();
 
+    // Hot: every packet.
     util::unique_fd fd;
     sockaddr_in remote_addr{}; // the last sender, or as commanded
-    sockaddr_in local_addr{};
-
-    payload_types types; // of the far end
-    line_quality line;   // measured in conferences
-
-    event_receiver keys; // that the far end presses
-    code_watcher codes;  // that it sends in its packets
-    event_numbering relayed_events;
-
+    payload_types types;       // of the far end
+    event_receiver keys;       // that the far end presses
+    code_watcher codes;        // that it sends in its packets
     struct srtp_sessions {
         srtp_session send;
         srtp_session recv;
     };
     std::unique_ptr<srtp_sessions> srtp; // once keys are set
-    long long encrypt_failures = 0;
-    long long decrypt_failures = 0;
+    ev::io io_watcher;                   // after fd: stops before the descriptor closes
 
-    std::unique_ptr<sap_announcer> sap; // of a stream that sends to a multicast group
-
-    pkt_hdr_pcap pcap_in; // templates of recorded packets, from the addresses at creation
-    pkt_hdr_pcap pcap_out;
-
+    // A mix, a digit, a recording.
     const codec_encoder_ptr encoder; // of a stream that hears mixes
     const codec_decoder_ptr decoder; // of one that is heard in them
     /** Header template and payload of the packets that this stream makes itself. */
     alignas(4) std::array<char, rtp_header_bytes + usual_frame_samples> own_packet{};
+    event_numbering relayed_events;
+    pkt_hdr_pcap pcap_in; // templates of recorded packets, from the addresses at creation
+    pkt_hdr_pcap pcap_out;
+    line_quality line; // measured in conferences
 
+    // The rest of the call.
+    sockaddr_in local_addr{};
+    std::unique_ptr<sap_announcer> sap; // of a stream that sends to a multicast group
+    long long encrypt_failures = 0;
+    long long decrypt_failures = 0;
     std::bitset<128> logged_types;     // unknown payload types that have had their log line
     long long suppressed_types = 0;    // packets of such types since
     util::repeat_guard unheard;        // packets of another size than this stream takes
     util::repeat_guard handed_nothing; // by a partner that read a packet that is not audio
     util::repeat_guard size_mismatches;
     util::repeat_guard send_errors;
-
-    ev::io io_watcher; // after fd: stops before the descriptor closes
 };
 
 } // namespace vocalink

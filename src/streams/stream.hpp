@@ -11,6 +11,7 @@
 #include "util/signal.hpp"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -23,6 +24,9 @@
 namespace vocalink {
 
 class conference_leg;
+
+/** Of the usual processors. */
+inline constexpr std::size_t cache_line_bytes = 64;
 
 /** Codes of the kinds that others must tell apart. */
 enum stream_kind : int {
@@ -37,26 +41,32 @@ enum stream_kind : int {
  *  Owned by the connection that created it, as a raw pointer in a map: a stream may also end
  *  itself, always as the last act of one of its own loop callbacks, and tells every holder through
  *  deleted_signal. Loop thread only. */
-class stream {
+class alignas(cache_line_bytes) stream {
   public:
     stream(std::string id, std::string encoding, stream_kind kind = kind_other);
     stream(const stream&) = delete;
     stream& operator=(const stream&) = delete;
     virtual ~stream();
 
-    /** What this stream is called within its connection. */
-    const std::string id;
-    /** The codec word given at creation, and what it selected. */
-    const std::string encoding;
+    // Data stands in the order of use: what every relayed packet touches lies together, here and from
+    // `recordings` on into the first members of rtp_stream.
+
+    /** What the codec word given at creation selected. */
     const audio_codec& codec;
     const rtp_payload payload;
     const int frame_bytes; // encoded bytes per packet
 
-    /** Emitted once with the id, by the base destructor: listeners may use the base part alone. */
-    util::signal1<std::string> deleted_signal;
     /** Emitted with the stream itself when it has something to read. The stream listens to its
      *  input only while somebody is connected here. */
     util::signal1<stream*> sync_signal;
+
+    /** What this stream is called within its connection. */
+    const std::string id;
+    /** The codec word given at creation. */
+    const std::string encoding;
+
+    /** Emitted once with the id, by the base destructor: listeners may use the base part alone. */
+    util::signal1<std::string> deleted_signal;
     /** Carries notices to the controller, without line end. */
     util::signal1<std::string> notify_signal;
 
@@ -190,23 +200,24 @@ class stream {
     void update_jitter();
 
     std::optional<std::uint32_t> source;
-    routing_rules routing;
     bool loop = false; // the input is listened to
+    std::uint16_t spare_seq = 0;
+    alignas(16) std::array<short, max_frame_samples> incoming{};
+    alignas(16) std::array<short, max_frame_samples> outgoing{};
+
+  private:
+    const stream_kind type;
+    ev::timer timeout_timer;
+    std::map<std::string, std::unique_ptr<recording>> recordings;
+
+  protected:
+    routing_rules routing;
 
     double last_rx_time;         // s, loop clock: last packet received with data, or sent
     double prev_rx_time;         // s, the packet before
     double last_interval = 20.0; // a deliberate start: the first update adds 1.25 to the jitter
     double jitter = 0.0;         // s, smoothed
-
-    alignas(16) std::array<short, max_frame_samples> incoming{};
-    alignas(16) std::array<short, max_frame_samples> outgoing{};
     packet_counters counters;
-    std::uint16_t spare_seq = 0;
-
-  private:
-    const stream_kind type;
-    std::map<std::string, std::unique_ptr<recording>> recordings;
-    ev::timer timeout_timer;
 };
 
 } // namespace vocalink

@@ -213,10 +213,11 @@ class signal1 {
     void operator()(T value) { emit(value); }
     [[nodiscard]] int connections() const { return listeners.size(); }
 
-    signal0<> changed;
-
   private:
-    delegate_set<T> listeners;
+    delegate_set<T> listeners; // first: every emission looks at it
+
+  public:
+    signal0<> changed;
 };
 
 } // namespace vocalink::util

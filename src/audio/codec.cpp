@@ -72,10 +72,12 @@ constexpr audio_codec rows[] = {
 };
 // clang-format on
 
-/** The rows of iLBC are alike in what recordings ask for. */
-const audio_codec& row_for_recordings(rtp_payload payload) {
-    const auto* const found = std::find_if(std::begin(rows), std::end(rows),
-                                           [=](const auto& row) { return row.payload == payload; });
+/** The row of a payload type, µ-law's for an unknown one. What is asked for by type is the same in
+ *  both rows of iLBC. */
+const audio_codec& row_of(int payload_type) {
+    const auto* const found = std::find_if(std::begin(rows), std::end(rows), [=](const auto& row) {
+        return row.payload == payload_type;
+    });
     return found != std::end(rows) ? *found : rows[0];
 }
 
@@ -128,15 +130,15 @@ const audio_codec* find_codec(int payload_type, int frame_bytes) {
 }
 
 int payload_ts_inc(rtp_payload payload) {
-    return row_for_recordings(payload).timestamps_per_byte;
+    return row_of(payload).timestamps_per_byte;
 }
 
 int payload_frame_size(rtp_payload payload) {
-    return static_cast<int>(row_for_recordings(payload).silence.size());
+    return static_cast<int>(row_of(payload).silence.size());
 }
 
 const unsigned char* payload_silence_frame(rtp_payload payload) {
-    return row_for_recordings(payload).silence.data();
+    return row_of(payload).silence.data();
 }
 
 } // namespace vocalink

@@ -2,6 +2,7 @@
 // Making up what a missing packet would have said.
 #include "audio/concealer.hpp"
 
+#include "audio/codec.hpp"
 #include "audio/frame.hpp"
 #include "audio/g729_codec.hpp"
 

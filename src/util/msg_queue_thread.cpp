@@ -18,29 +18,24 @@ constexpr double stats_period_s = 300.0;
 MsgQueueThread::MsgQueueThread(std::string worker_name) : name(std::move(worker_name)) {
     stats_timer.set<MsgQueueThread, &MsgQueueThread::stats_callback>(this);
     stats_timer.start(stats_period_s, stats_period_s);
-    pthread_cond_init(&cond, nullptr);
-    pthread_mutex_init(&mutex, nullptr);
 }
 
 MsgQueueThread::~MsgQueueThread() {
-    for (const auto& left_over : queues) {
-        for (ProcessRequest* const request : left_over) {
-            delete request;
-        }
+    const scoped_lock lock(guard);
+    for (ProcessRequest* const left_over : incoming) {
+        delete left_over;
     }
-    pthread_cond_destroy(&cond);
-    pthread_mutex_destroy(&mutex);
 }
 
 void MsgQueueThread::queue(ProcessRequest* request) {
-    const Lock lock(mutex);
-    queues[in].push_back(request);
+    const scoped_lock lock(guard);
+    incoming.push_back(request);
     const int queued = ++count;
     if (queued > max_count) {
         max_count = queued;
     }
-    if (queues[in].size() == 1) { // else the worker has been woken for the ones before
-        pthread_cond_signal(&cond);
+    if (incoming.size() == 1) { // else the worker has been woken for the ones before
+        wake_worker.signal();
     }
 }
 
@@ -50,11 +45,9 @@ void MsgQueueThread::stop() {
 }
 
 void MsgQueueThread::run() {
-    for (bool done = false; !done;) {
-        done = drain(queues[out]);
-        if (!done) {
-            await_requests();
-        }
+    std::deque<ProcessRequest*> batch; // empty whenever it is swapped with the producers' queue
+    while (!drain(batch)) {
+        await_requests(batch);
     }
 }
 
@@ -75,12 +68,12 @@ bool MsgQueueThread::drain(std::deque<ProcessRequest*>& batch) {
     return stopped;
 }
 
-void MsgQueueThread::await_requests() {
-    const Lock lock(mutex);
-    while (queues[in].empty()) {
-        pthread_cond_wait(&cond, &mutex);
+void MsgQueueThread::await_requests(std::deque<ProcessRequest*>& batch) {
+    const scoped_lock lock(guard);
+    while (incoming.empty()) {
+        wake_worker.wait(guard);
     }
-    std::swap(in, out);
+    batch.swap(incoming);
 }
 
 void MsgQueueThread::stats_callback(ev::timer&, int) {

@@ -3,14 +3,13 @@
 #pragma once
 
 #include "util/event_loop.hpp"
+#include "util/mutex.hpp"
 #include "util/process_request.hpp"
 #include "util/thread.hpp"
 
 #include <atomic>
 #include <deque>
 #include <string>
-
-#include <pthread.h>
 
 namespace vocalink::util {
 
@@ -39,15 +38,13 @@ class MsgQueueThread : public Thread {
 
   private:
     bool drain(std::deque<ProcessRequest*>& batch);
-    void await_requests();
+    void await_requests(std::deque<ProcessRequest*>& batch);
     void stats_callback(ev::timer& timer, int events);
 
     const std::string name;
-    pthread_cond_t cond;
-    pthread_mutex_t mutex;                 // guards queues[in], in and out
-    std::deque<ProcessRequest*> queues[2]; // producers fill queues[in], the worker drains the other
-    int in = 0;
-    int out = 1;
+    mutex guard;
+    condition wake_worker;
+    std::deque<ProcessRequest*> incoming GUARDED_BY(guard);
     std::atomic<int> count = 0;
     std::atomic<int> max_count = 0; // since the last statistics line
     ev::timer stats_timer;

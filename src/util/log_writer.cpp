@@ -5,11 +5,11 @@
 #include "util/fatal_error.hpp"
 #include "util/mutex.hpp"
 #include "util/retry.hpp"
+#include "util/thread.hpp"
 
 #include <algorithm>
 #include <atomic>
 #include <climits>
-#include <csignal>
 #include <string>
 #include <utility>
 
@@ -158,14 +158,8 @@ log_writer::log_writer() {
     // Never destroyed: a thread that stands in a write for ever stands there until the process is
     // gone.
     static auto* const queue = new log_queue;
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
     pthread_t thread{};
-    const int error = pthread_create(&thread, nullptr, write_log_of, queue);
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    if (error != 0) {
+    if (const int error = start_thread(thread, write_log_of, queue); error != 0) {
         fatal_error(error, " starting the log writer: ");
     }
     pthread_setname_np(thread, "log");

@@ -1,31 +1,24 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// One POSIX thread, and a scoped holder of a mutex.
+// One POSIX thread.
 #pragma once
 
 #include <pthread.h>
 
 namespace vocalink::util {
 
-/** Holds a mutex from construction to the end of its scope. */
-class Lock {
-  public:
-    explicit Lock(pthread_mutex_t& guarded) : mutex(guarded) { pthread_mutex_lock(&mutex); }
-    Lock(const Lock&) = delete;
-    Lock& operator=(const Lock&) = delete;
-    ~Lock() { pthread_mutex_unlock(&mutex); }
-
-  private:
-    pthread_mutex_t& mutex;
-};
+/** Starts a thread that blocks every signal, so that signals stay with the threads that had them.
+ *  @return 0 or a system error number */
+[[nodiscard]] int start_thread(pthread_t& handle, void* (*function)(void*), void* argument);
 
 /** A thread that runs run(). Its owner starts it, asks it to stop and joins it before destroying
- *  it. Signals stay with the threads that had them: a started thread blocks them all. */
+ *  it. It blocks every signal. */
 class Thread {
   public:
     Thread() = default;
     Thread(const Thread&) = delete;
     Thread& operator=(const Thread&) = delete;
 
+    /** Ends the process with status 1 when the system refuses the thread. */
     virtual void start();
     virtual void stop() {}
     virtual void run() = 0;

@@ -36,7 +36,7 @@ connection::connection(const char* connection_name, util::unique_fd accepted,
       input(std::make_unique<chunk_framing>()) {
     log_line("connection", name) << "starting with fd " << fd.get();
     output.write("RECOVER_OK\n");
-    objects.notify_signal.connect(this, &connection::notify);
+    objects.notify_signal.connect(this, &connection::handle_notice);
     output.drained.connect(this, &connection::handle_drained_output);
     input_watcher.set<connection, &connection::handle_input>(this);
     input_watcher.priority = command_turns::watcher_priority;
@@ -157,18 +157,24 @@ void connection::handle_drained_output() {
 }
 
 void connection::notify(std::string text) {
+    handle_notice({.text = std::move(text)});
+}
+
+void connection::handle_notice(const notice& told) {
     const bool listing = running && running->goes_on();
     if (output.backlog_bytes() + held_bytes > max_backlog_bytes) {
         if (dropped_notices++ == 0) {
             log_line("connection", name) << "client does not read, dropping notices";
         }
     } else if (listing) {
-        held_bytes += text.size();
-        held_notices.push_back(std::move(text));
+        held_bytes += told.text.size();
+        held_notices.push_back(told);
     } else {
-        log_line() << "<- connection(" << name << "): " << text;
+        if (told.logged) {
+            log_line() << "<- connection(" << name << "): " << told.text;
+        }
         tell_gap();
-        output.write(text + "\n");
+        output.write(told.text + "\n");
     }
 }
 
@@ -177,8 +183,8 @@ void connection::send_reply(const std::string& line) {
     output.write(line);
     blocked = output.backlog_bytes() > 0;
     held_bytes = 0;
-    for (std::string& notice : std::exchange(held_notices, {})) {
-        notify(std::move(notice));
+    for (const notice& held : std::exchange(held_notices, {})) {
+        handle_notice(held);
     }
 }
 

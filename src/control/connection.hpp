@@ -51,6 +51,7 @@ class connection final : private turn_taker {
 
   private:
     void handle_input(ev::io& io, int events);
+    void handle_notice(const notice& told);
     bool take_turn() override;
     bool run_part();
     bool begin_command();
@@ -69,9 +70,9 @@ class connection final : private turn_taker {
     std::optional<command_run> running; // the command whose reply is to come
     bool blocked = false;               // further commands wait until the client takes the output
     long long dropped_notices = 0;      // since the gap was last told
-    std::vector<std::string> held_notices; // of a listing's time; they follow its reply
-    std::size_t held_bytes = 0;            // in held_notices
-    ev::io input_watcher;                  // after fd: stops before the descriptor closes
+    std::vector<notice> held_notices;   // of a listing's time; they follow its reply
+    std::size_t held_bytes = 0;         // in held_notices
+    ev::io input_watcher;               // after fd: stops before the descriptor closes
 };
 
 } // namespace vocalink

@@ -22,26 +22,28 @@ void owned_objects::enter(stream& created) {
     streams_created += 1;
     streams_by_id[created.id] = &created;
     created.deleted_signal.connect(this, &owned_objects::handle_deleted_stream);
-    created.notify_signal.connect(this, &owned_objects::handle_notification);
+    const auto entry = notices_by_stream.try_emplace(created.id, created.id, notify_signal).first;
+    created.notify_signal.connect(&entry->second, &stream_notices::handle_notification);
 }
 
 void owned_objects::enter(bridge& created) {
     bridges_created += 1;
     bridges_by_id[created.id] = &created;
     created.deleted_signal.connect(this, &owned_objects::handle_deleted_bridge);
-    created.notify_signal.connect(this, &owned_objects::handle_notification);
+    created.notify_signal.connect(this, &owned_objects::handle_bridge_notification);
 }
 
 void owned_objects::handle_deleted_stream(std::string id) {
     streams_by_id.erase(id);
+    notices_by_stream.erase(id);
 }
 
 void owned_objects::handle_deleted_bridge(std::string id) {
     bridges_by_id.erase(id);
 }
 
-void owned_objects::handle_notification(std::string text) {
-    notify_signal.emit(std::move(text));
+void owned_objects::handle_bridge_notification(std::string text) {
+    notify_signal.emit({.text = std::move(text)});
 }
 
 stream* owned_objects::find_stream(const std::string& id) const {

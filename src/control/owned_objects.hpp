@@ -3,6 +3,7 @@
 #pragma once
 
 #include "bridge/bridge.hpp"
+#include "control/stream_notices.hpp"
 #include "streams/stream.hpp"
 #include "util/signal.hpp"
 
@@ -25,7 +26,7 @@ class owned_objects {
     ~owned_objects() { end_all(); }
 
     /** Carries the notices of all streams and bridges. */
-    util::signal1<std::string> notify_signal;
+    util::signal1<const notice&> notify_signal;
 
     /** Takes over a new stream, whose id must be free. @return the stream, for the reply */
     template <class Kind>
@@ -53,11 +54,12 @@ class owned_objects {
     void enter(bridge& created);
     void handle_deleted_stream(std::string id);
     void handle_deleted_bridge(std::string id);
-    void handle_notification(std::string text);
+    void handle_bridge_notification(std::string text);
 
     // Raw pointers, because each may end itself; its deletion signal then erases its entry.
     stream_map streams_by_id;
     bridge_map bridges_by_id;
+    std::map<std::string, stream_notices> notices_by_stream;
     int streams_created = 0; // for a debugger
     int bridges_created = 0;
 };

@@ -85,4 +85,27 @@ TEST_F(hostile_test, every_line_of_whatever_bytes_gets_one_reply) {
     }
 }
 
+TEST_F(hostile_test, flood_of_keys_is_told_to_the_controller_but_not_to_the_log) {
+    start();
+    auto legs = new_call({"PCMU"});
+    constexpr int keys = 400;
+    int notices = 0;
+    for (int i = 0; i < keys; ++i) {
+        legs[0].send(telephone_event, {5, 10, 0, 160}, true); // ends the one before
+        while (notices < 2 * i + 1) {
+            ASSERT_TRUE(control->notice());
+            notices += 1;
+        }
+    }
+    expect_reply("delete stream a", "SUCCESS incoming_packets=400 outgoing_packets=0");
+    const std::string log = daemon->log();
+    int left_out = 0;
+    const std::string end = " notices not logged\n";
+    for (std::size_t at = log.find(end); at != std::string::npos; at = log.find(end, at + 1)) {
+        left_out += std::stoi(log.substr(log.rfind(' ', at - 1)));
+    }
+    EXPECT_EQ(occurrences(log, "<- connection(1): DTMF_") + left_out, notices) << log;
+    EXPECT_GT(left_out, 0);
+}
+
 } // namespace vocalink::system_tests

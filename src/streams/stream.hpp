@@ -192,7 +192,7 @@ class alignas(cache_line_bytes) stream {
      *  @param packet  len bytes, RTP header included */
     void log_packet(pkt_hdr_pcap& hdr, const char* packet, int len, RecordingDirs dir,
                     bool is_audio);
-    /** Splits a loop time into whole seconds and microseconds, both truncated. */
+    /** Splits a wall-clock time into whole seconds and microseconds, both truncated. */
     static void dtime2ts(double t, unsigned* sec, unsigned* usec);
     /** Counts a packet of that many bytes, now. */
     void count_incoming(int bytes);

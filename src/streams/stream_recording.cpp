@@ -35,7 +35,7 @@ void stream::log_packet(pkt_hdr_pcap& hdr, const char* packet, int len, Recordin
         if (running->keeps_headers() && !stamped) {
             unsigned seconds = 0;
             unsigned microseconds = 0;
-            dtime2ts(util::loop_now(), &seconds, &microseconds);
+            dtime2ts(util::wall_clock_now(), &seconds, &microseconds);
             hdr.stamp(seconds, microseconds, len);
             stamped = true;
         }

@@ -6,9 +6,13 @@
 
 namespace vocalink::util {
 
-/** The loop's clock in seconds: the time at which the running callback's batch began. No system
- *  call. */
-[[nodiscard]] inline double loop_now() {
+/** Monotonic seconds, for durations: a step of the wall clock does not change them. The time at
+ *  which the running callback's batch began, so that asking costs nothing. Loop thread. */
+[[nodiscard]] double loop_now();
+
+/** The wall clock in seconds since 1970 at the same moment, for time stamps that somebody reads.
+ *  Loop thread. */
+[[nodiscard]] inline double wall_clock_now() {
     return ev::get_default_loop().now();
 }
 

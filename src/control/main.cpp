@@ -13,8 +13,10 @@ namespace vocalink {
 using util::log_line;
 
 main::main(const char* path) : socket_path(path) {
-    sigint_watcher.set<main, &main::handle_sigint>(this);
+    sigint_watcher.set<main, &main::handle_signal>(this);
     sigint_watcher.start(SIGINT);
+    sigterm_watcher.set<main, &main::handle_signal>(this);
+    sigterm_watcher.start(SIGTERM);
     setup_listen_socket(path);
     setup_rec_mover_pipe();
     rec_mover.start();
@@ -52,9 +54,8 @@ void main::stop() {
     logger.join();
     rec_mover.stop();
     rec_mover.join();
-    sigint_watcher.stop();
-    std::signal(SIGINT, SIG_IGN); // another one must not cut the end short
-    ::unlink(socket_path);
+    ignore_signals();
+    remove_socket();
     log_line("main") << "shutdown complete.";
 }
 
@@ -63,9 +64,23 @@ connection* main::find_connection(const std::string& name) const {
     return found == connections.end() ? nullptr : found->second;
 }
 
-void main::handle_sigint(ev::sig&, int) {
-    log_line("main") << "SIGINT received";
+void main::handle_signal(ev::sig& signal, int) {
+    log_line("main") << (signal.signum == SIGTERM ? "SIGTERM" : "SIGINT") << " received";
     stop();
+}
+
+/** Lets no further signal cut the end short. They are blocked while the watchers stop, which give
+ *  each back its deadly default for a moment. */
+void main::ignore_signals() {
+    sigset_t ending;
+    sigemptyset(&ending);
+    sigaddset(&ending, SIGINT);
+    sigaddset(&ending, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &ending, nullptr);
+    sigint_watcher.stop();
+    sigterm_watcher.stop();
+    std::signal(SIGINT, SIG_IGN);
+    std::signal(SIGTERM, SIG_IGN);
 }
 
 } // namespace vocalink

@@ -16,11 +16,12 @@
 #include <string>
 #include <string_view>
 
+#include <sys/stat.h>
 #include <sys/un.h>
 
 namespace vocalink {
 
-/** Accepts controllers on a Unix-domain socket and runs the event loop until SIGINT. Owned by the
+/** Accepts controllers on a Unix-domain socket and runs the event loop until SIGINT or SIGTERM. Owned by the
  *  process entry; owns every connection and the recording workers. Loop thread only. */
 class main {
   public:
@@ -40,13 +41,15 @@ class main {
     [[nodiscard]] connection* find_connection(const std::string& name) const;
 
   private:
-    void handle_sigint(ev::sig& signal, int events);
+    void handle_signal(ev::sig& signal, int events);
+    void ignore_signals();
 
     // Listening: main_listen.cpp
     void setup_listen_socket(const char* path);
     void handle_new_connection(ev::io& io, int events);
     void pause_accepting(int error);
     void resume_accepting(ev::timer& timer, int events);
+    void remove_socket();
     void handle_deleted_connection(std::string name);
 
     // Recording notices: main_notices.cpp
@@ -56,6 +59,7 @@ class main {
     void deliver_notice(const std::string& line);
 
     ev::sig sigint_watcher;
+    ev::sig sigterm_watcher;   // what service managers send
     util::unique_fd listen_fd; // the listening socket
     sockaddr_un listen_addr{}; // the bound address, later that of each peer
     ev::io listen_watcher;
@@ -64,6 +68,7 @@ class main {
     int connection_counter = 0;                     // names are never used twice
     command_turns turns;                            // of the connections
     std::map<std::string, connection*> connections; // owned, by name
+    struct stat bound_socket {};                    // our socket file, to know it again
     const char* socket_path;                        // as given; unlinked at the end
 
     util::unique_fd rec_pipe_read_fd;

@@ -33,17 +33,28 @@ void unlink_stale_socket(const char* cut_path) {
     }
 }
 
+/** Says so when the socket that is about to be removed is not stale. */
+void log_live_daemon(const sockaddr_un& address) {
+    const util::unique_fd probe(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (::connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ||
+        errno == EAGAIN) { // its backlog is full
+        log_line("main") << "a daemon that still runs listens on " << address.sun_path
+                         << ", taking its place";
+    }
+}
+
 } // namespace
 
 void main::setup_listen_socket(const char* path) {
     log_line("main") << "listening on socket " << path;
+    listen_addr.sun_family = AF_UNIX;
+    std::strncpy(listen_addr.sun_path, path, sizeof listen_addr.sun_path - 1);
+    log_live_daemon(listen_addr);
     ::unlink(path);
     listen_fd.reset(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!listen_fd) {
         fatal_error(errno, " creating listen socket:");
     }
-    listen_addr.sun_family = AF_UNIX;
-    std::strncpy(listen_addr.sun_path, path, sizeof listen_addr.sun_path - 1);
     const std::size_t length =
         sizeof listen_addr.sun_family + std::strlen(listen_addr.sun_path) + 1;
     unlink_stale_socket(listen_addr.sun_path);
@@ -54,8 +65,20 @@ void main::setup_listen_socket(const char* path) {
     if (::listen(listen_fd.get(), listen_backlog) != 0) {
         fatal_error(errno, " when listening to listen socket: ");
     }
+    ::lstat(listen_addr.sun_path, &bound_socket);
     listen_watcher.set<main, &main::handle_new_connection>(this);
     accept_retry_timer.set<main, &main::resume_accepting>(this);
+}
+
+/** Removes what stands at the path, but not the socket of a daemon that has taken this one's place. */
+void main::remove_socket() {
+    struct stat standing {};
+    const bool others =
+        ::lstat(socket_path, &standing) == 0 && S_ISSOCK(standing.st_mode) &&
+        (standing.st_dev != bound_socket.st_dev || standing.st_ino != bound_socket.st_ino);
+    if (!others) {
+        ::unlink(socket_path);
+    }
 }
 
 void main::handle_new_connection(ev::io&, int) {

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <filesystem>
 
+#include <signal.h>
 #include <sys/wait.h>
 
 namespace vocalink::system_tests {
@@ -62,6 +63,35 @@ TEST_F(daemon_test, failures_at_start_are_fatal_to_daemon_and_client) {
         EXPECT_EQ(WEXITSTATUS(status), 1);
         EXPECT_TRUE(content(out).ends_with(std::string("\n") + text + "Not a directory\n"));
     }
+}
+
+TEST_F(daemon_test, storm_of_signals_does_not_cut_the_end_short) {
+    start();
+    new_call({"PCMU", "PCMU", "G729"});
+    const auto running = [this] {
+        siginfo_t ended{};
+        ::waitid(P_PID, static_cast<id_t>(daemon->pid()), &ended, WEXITED | WNOHANG | WNOWAIT);
+        return ended.si_pid == 0;
+    };
+    while (running()) {
+        ::kill(daemon->pid(), SIGTERM);
+        ::kill(daemon->pid(), SIGINT);
+    }
+    EXPECT_EQ(daemon->stop(), 0);
+    EXPECT_TRUE(daemon->log().ends_with("-- main: exiting event loop\n"));
+    EXPECT_FALSE(fs::exists(daemon->socket_path()));
+}
+
+TEST_F(daemon_test, second_daemon_takes_the_socket_and_keeps_it_when_the_first_ends) {
+    harness::daemon_process first;
+    start({"-s", first.socket_path()}, first.socket_path());
+    EXPECT_EQ(occurrences(daemon->log(), "-- main: a daemon that still runs listens on " +
+                                             first.socket_path() + ", taking its place\n"),
+              1);
+    EXPECT_EQ(first.stop(), 0);
+    harness::controller late(first.socket_path());
+    EXPECT_EQ(daemon->stop(), 0);
+    EXPECT_FALSE(fs::exists(first.socket_path()));
 }
 
 TEST_F(daemon_test, empty_bridge_ends_when_its_time_has_passed_but_no_bridge_with_members) {

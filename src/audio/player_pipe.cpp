@@ -2,19 +2,16 @@
 // A sound player running beside the daemon, fed through a pipe.
 #include "audio/player_pipe.hpp"
 
+#include "util/child_process.hpp"
 #include "util/event_loop.hpp"
 #include "util/log_line.hpp"
 
 #include <cerrno>
-#include <csignal>
 #include <utility>
 #include <vector>
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <unistd.h>
-
-extern char** environ;
 
 namespace vocalink {
 
@@ -25,31 +22,6 @@ std::vector<player_pipe*> waiting_pipes;
 
 /** Players that run although their pipe has been closed. */
 int ending_players = 0;
-
-/** Starts /bin/sh -c command_line with input as its standard input.
- *  @param pid  of the shell, which the player usually replaces
- *  @return 0 or an error number */
-int spawn_shell(const char* command_line, int input, pid_t& pid) {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
-    // The daemon ignores SIGPIPE; its child should not.
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t defaults;
-    sigemptyset(&defaults);
-    sigaddset(&defaults, SIGPIPE);
-    posix_spawnattr_setsigdefault(&attributes, &defaults);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-
-    char shell[] = "sh";
-    char option[] = "-c";
-    char* const arguments[] = {shell, option, const_cast<char*>(command_line), nullptr};
-    const int error = posix_spawn(&pid, "/bin/sh", &actions, &attributes, arguments, environ);
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&actions);
-    return error;
-}
 
 } // namespace
 
@@ -125,7 +97,9 @@ void player_pipe::start() {
     util::unique_fd own_end(ends[1]);
     ::fcntl(own_end.get(), F_SETFL, O_NONBLOCK); // the player's end stays as players expect it
     pid_t pid = 0;
-    if (const int error = spawn_shell(command.c_str(), player_end.get(), pid); error != 0) {
+    if (const int error = util::start_child(
+            {.path = "/bin/sh", .words = {"sh", "-c", command}, .input = player_end.get()}, pid);
+        error != 0) {
         errno = error;
         return;
     }

@@ -2,41 +2,20 @@
 // Moving a file so that it is whole wherever it has a name.
 #include "recording/move_file.hpp"
 
+#include "util/child_process.hpp"
+#include "util/retry.hpp"
+
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-extern char** environ;
 
 namespace vocalink {
 
 namespace {
-
-/** Starts /bin/mv. The workers block every signal and the daemon ignores SIGPIPE; the command starts
- *  with neither, and in a process group of its own. @return 0 or an error number */
-int spawn_mv(char* const* arguments, pid_t& pid) {
-    sigset_t none;
-    sigset_t defaults;
-    sigemptyset(&none);
-    sigemptyset(&defaults);
-    sigaddset(&defaults, SIGPIPE);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawnattr_setsigdefault(&attributes, &defaults);
-    posix_spawnattr_setpgroup(&attributes, 0);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF |
-                                              POSIX_SPAWN_SETPGROUP);
-    const int error = posix_spawn(&pid, "/bin/mv", nullptr, &attributes, arguments, environ);
-    posix_spawnattr_destroy(&attributes);
-    return error;
-}
 
 /** Whether the file has left its place: mv removes it only after a whole copy. Its exit status does
  *  not tell, for the event loop reaps every child and may have been faster. */
@@ -46,23 +25,19 @@ bool is_gone(const std::string& path) {
 
 /** Runs mv and waits for it. @return 0, whatever its exit status, or an error number */
 int run_mv(const std::string& source, const std::string& destination) {
-    std::string words[] = {"mv", "--", source, destination};
-    char* const arguments[] = {words[0].data(), words[1].data(), words[2].data(), words[3].data(),
-                               nullptr};
     pid_t pid = 0;
-    if (const int error = spawn_mv(arguments, pid); error != 0) {
+    if (const int error = util::start_child({.path = "/bin/mv",
+                                             .words = {"mv", "--", source, destination},
+                                             .own_process_group = true},
+                                            pid);
+        error != 0) {
         return error;
     }
     int status = 0;
-    while (::waitpid(pid, &status, 0) < 0) {
-        if (errno == ECHILD) {
-            return 0;
-        }
-        if (errno != EINTR) {
-            return errno;
-        }
+    if (util::retry_on_signal([&] { return ::waitpid(pid, &status, 0); }) < 0 && errno != ECHILD) {
+        return errno;
     }
-    return 0;
+    return 0; // also when the event loop, which reaps every child, was faster
 }
 
 /** Renames within one file system, where the name is free. @return 0 or the error number */

@@ -45,31 +45,13 @@ timespec operator-(const timespec& a, const timespec& b) {
     return difference -= b;
 }
 
-bool operator<(const timespec& a, const timespec& b) {
+std::strong_ordering operator<=>(const timespec& a, const timespec& b) {
     const timespec d = a - b;
-    return d.tv_sec < 0 || (d.tv_sec == 0 && d.tv_nsec < 0);
-}
-
-bool operator>(const timespec& a, const timespec& b) {
-    const timespec d = a - b;
-    return d.tv_sec > 0 || (d.tv_sec == 0 && d.tv_nsec > 0);
+    return d.tv_sec != 0 ? d.tv_sec <=> 0 : d.tv_nsec <=> 0;
 }
 
 bool operator==(const timespec& a, const timespec& b) {
-    const timespec d = a - b;
-    return d.tv_sec == 0 && d.tv_nsec == 0;
-}
-
-bool operator!=(const timespec& a, const timespec& b) {
-    return !(a == b);
-}
-
-bool operator<=(const timespec& a, const timespec& b) {
-    return a < b || a == b;
-}
-
-bool operator>=(const timespec& a, const timespec& b) {
-    return a > b || a == b;
+    return (a <=> b) == 0;
 }
 
 std::int64_t nanoSeconds(const timespec& a) {

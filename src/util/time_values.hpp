@@ -2,6 +2,7 @@
 // Arithmetic, comparison and text renderings of timespec, for time stamps and durations.
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <ctime>
 #include <ostream>
@@ -20,12 +21,9 @@ timespec& operator-=(timespec& a, const timespec& b);
 [[nodiscard]] timespec operator+(const timespec& a, const timespec& b);
 [[nodiscard]] timespec operator-(const timespec& a, const timespec& b);
 
-[[nodiscard]] bool operator<(const timespec& a, const timespec& b);
-[[nodiscard]] bool operator>(const timespec& a, const timespec& b);
+/** Equal when they differ by nothing, however their fields are split. */
 [[nodiscard]] bool operator==(const timespec& a, const timespec& b);
-[[nodiscard]] bool operator!=(const timespec& a, const timespec& b);
-[[nodiscard]] bool operator<=(const timespec& a, const timespec& b);
-[[nodiscard]] bool operator>=(const timespec& a, const timespec& b);
+[[nodiscard]] std::strong_ordering operator<=>(const timespec& a, const timespec& b);
 
 /** The whole value in nanoseconds. */
 [[nodiscard]] std::int64_t nanoSeconds(const timespec& a);

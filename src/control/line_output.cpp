@@ -2,6 +2,8 @@
 // Lines to a controller, written without ever waiting for it to read them.
 #include "control/line_output.hpp"
 
+#include "util/retry.hpp"
+
 #include <cerrno>
 
 #include <sys/socket.h>
@@ -12,10 +14,8 @@ namespace {
 
 /** @return how many bytes need no further attempt: those sent, or all when the socket is broken */
 std::size_t send_now(int fd, std::string_view text) {
-    ssize_t sent = 0;
-    do {
-        sent = ::send(fd, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
-    } while (sent < 0 && errno == EINTR);
+    const ssize_t sent = util::retry_on_signal(
+        [&] { return ::send(fd, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL); });
     if (sent >= 0) {
         return static_cast<std::size_t>(sent);
     }

@@ -3,6 +3,7 @@
 #include "control/main.hpp"
 #include "util/fatal_error.hpp"
 #include "util/log_line.hpp"
+#include "util/retry.hpp"
 #include "util/text.hpp"
 
 #include <cerrno>
@@ -82,12 +83,11 @@ void main::remove_socket() {
 }
 
 void main::handle_new_connection(ev::io&, int) {
-    util::unique_fd accepted;
-    do {
+    util::unique_fd accepted(util::retry_on_signal([this] {
         socklen_t length = sizeof listen_addr;
-        accepted.reset(::accept4(listen_fd.get(), reinterpret_cast<sockaddr*>(&listen_addr),
-                                 &length, SOCK_CLOEXEC));
-    } while (!accepted && errno == EINTR);
+        return ::accept4(listen_fd.get(), reinterpret_cast<sockaddr*>(&listen_addr), &length,
+                         SOCK_CLOEXEC);
+    }));
     if (!accepted) {
         pause_accepting(errno);
         return;

@@ -3,6 +3,7 @@
 #include "control/remote.hpp"
 
 #include "util/log_line.hpp"
+#include "util/retry.hpp"
 
 #include <cerrno>
 #include <cstdio>
@@ -33,14 +34,14 @@ constexpr const char* default_path = "/tmp/vocalink.sock";
 /** Writes the whole block, waiting for a reader that is slow. @return false with errno */
 bool write_all(int to, const char* block, std::size_t bytes) {
     while (bytes > 0) {
-        const ssize_t written = ::write(to, block, bytes);
+        const ssize_t written = util::retry_on_signal([&] { return ::write(to, block, bytes); });
         if (written >= 0) {
             block += written;
             bytes -= static_cast<std::size_t>(written);
         } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
             pollfd writable{to, POLLOUT, 0};
             ::poll(&writable, 1, -1);
-        } else if (errno != EINTR) {
+        } else {
             return false;
         }
     }
@@ -107,10 +108,8 @@ void remote::handle_remote(ev::io&, int) {
 }
 
 std::size_t remote::read_block(int from) {
-    ssize_t received = 0;
-    do {
-        received = ::read(from, buffer.data(), buffer.size());
-    } while (received < 0 && errno == EINTR);
+    const ssize_t received =
+        util::retry_on_signal([&] { return ::read(from, buffer.data(), buffer.size()); });
     if (received < 0) {
         const int error = errno;
         log_line() << "remote: error reading from fd " << from << ": " << error_text(error);
@@ -132,14 +131,15 @@ void remote::handle_socket_writable(ev::io&, int) {
  *  here would be waiting for ourselves: the terminal's input waits instead. */
 void remote::send_unsent() {
     while (!unsent.empty()) {
-        const ssize_t sent = ::send(socket.get(), unsent.data(), unsent.size(), MSG_DONTWAIT);
+        const ssize_t sent = util::retry_on_signal(
+            [this] { return ::send(socket.get(), unsent.data(), unsent.size(), MSG_DONTWAIT); });
         if (sent > 0) {
             unsent.erase(0, static_cast<std::size_t>(sent));
         } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
             stdin_watcher.stop();
             socket_writable_watcher.start(socket.get(), ev::WRITE);
             return;
-        } else if (errno != EINTR) {
+        } else {
             report_write_error(socket.get());
             unsent.clear();
         }

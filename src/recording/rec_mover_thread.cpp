@@ -4,6 +4,7 @@
 
 #include "recording/move_file.hpp"
 #include "util/log_line.hpp"
+#include "util/retry.hpp"
 
 #include <cassert>
 #include <cerrno>
@@ -68,10 +69,8 @@ void RecMoverThread::send_stop_notification(const std::string& owner, const std:
 void RecMoverThread::send_notification(const char* kind, const std::string& owner,
                                        const std::string& info, const std::string& file_name) {
     const std::string line = owner + " " + kind + " " + file_name + " " + info + "\n";
-    ssize_t written = 0;
-    do {
-        written = ::write(out_fd, line.data(), line.size());
-    } while (written < 0 && errno == EINTR);
+    const ssize_t written =
+        util::retry_on_signal([&] { return ::write(out_fd, line.data(), line.size()); });
     if (written < 0 && !discarding) {
         log_line() << "-- recMoverThread: error outputting " << kind
                    << " message! Error: " << error_text(errno);

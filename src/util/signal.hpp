@@ -59,17 +59,18 @@ class basic_delegate : public DelegateMemento {
     template <class Class>
     basic_delegate(Class* target, void (Class::*member)(Args...)) {
         bind(target, member);
-        call = [](const basic_delegate& self, Args... args) {
+        call = [](const basic_delegate& self, const Args&... args) {
             using method_type = void (Class::*)(Args...);
             (static_cast<Class*>(self.object)->*self.bound_method<method_type>())(args...);
         };
     }
 
-    void operator()(Args... args) const { call(*this, args...); }
+    /** Arguments travel by reference; a member that takes them by value gets its one copy here. */
+    void operator()(const Args&... args) const { call(*this, args...); }
     bool operator<(const basic_delegate& other) const { return IsLess(other); }
 
   private:
-    void (*call)(const basic_delegate&, Args...) = nullptr;
+    void (*call)(const basic_delegate&, const Args&...) = nullptr;
 };
 
 template <class Result>
@@ -83,6 +84,54 @@ template <class Object, class Class, class... Args>
 [[nodiscard]] basic_delegate<Args...> MakeDelegate(Object* object, void (Class::*method)(Args...)) {
     return {static_cast<Class*>(object), method};
 }
+
+/** Delegates in ascending order, without duplicates. Most signals have one listener, which stands in
+ *  the signal itself: an emission then touches no other memory. */
+template <class Delegate>
+class delegate_list {
+  public:
+    [[nodiscard]] const Delegate* begin() const { return more.empty() ? &lone : more.data(); }
+    [[nodiscard]] const Delegate* end() const { return begin() + count; }
+    [[nodiscard]] std::size_t size() const { return count; }
+
+    [[nodiscard]] bool contains(const Delegate& wanted) const {
+        return std::binary_search(begin(), end(), wanted);
+    }
+
+    void insert(const Delegate& added) {
+        if (contains(added)) {
+            return;
+        }
+        if (count == 0) {
+            lone = added;
+        } else {
+            if (more.empty()) {
+                more.push_back(lone);
+            }
+            more.insert(std::lower_bound(more.begin(), more.end(), added), added);
+        }
+        count += 1;
+    }
+
+    void erase(const Delegate& removed) {
+        if (!contains(removed)) {
+            return;
+        }
+        count -= 1;
+        if (!more.empty()) {
+            more.erase(std::lower_bound(more.begin(), more.end(), removed));
+            lone = more.front();
+            if (more.size() == 1) {
+                more = {};
+            }
+        }
+    }
+
+  private:
+    std::size_t count = 0;
+    Delegate lone;              // while there is one
+    std::vector<Delegate> more; // all of them, while there are several
+};
 
 /** The ordered set of delegates behind a signal, and the emission over it.
  *
@@ -105,28 +154,17 @@ class delegate_set {
         }
     }
 
-    void insert(const delegate& added) {
-        const auto place = std::lower_bound(listeners.begin(), listeners.end(), added);
-        if (place == listeners.end() || added < *place) {
-            listeners.insert(place, added);
-        }
-    }
+    void insert(const delegate& added) { listeners.insert(added); }
+    void erase(const delegate& removed) { listeners.erase(removed); }
 
-    void erase(const delegate& removed) {
-        const auto place = std::lower_bound(listeners.begin(), listeners.end(), removed);
-        if (place != listeners.end() && !(removed < *place)) {
-            listeners.erase(place);
-        }
-    }
-
-    void emit(Args... args) {
+    void emit(const Args&... args) {
         constexpr std::size_t usual_listeners = 4;
         if (listeners.size() <= usual_listeners) {
             std::array<delegate, usual_listeners> copy;
             std::copy(listeners.begin(), listeners.end(), copy.begin());
             walk(copy.data(), listeners.size(), args...);
         } else {
-            const std::vector<delegate> copy = listeners;
+            const std::vector<delegate> copy(listeners.begin(), listeners.end());
             walk(copy.data(), copy.size(), args...);
         }
     }
@@ -152,10 +190,10 @@ class delegate_set {
         bool signal_gone = false;
     };
 
-    void walk(const delegate* copy, std::size_t count, Args... args) {
+    void walk(const delegate* copy, std::size_t count, const Args&... args) {
         emission running(*this);
         for (const delegate* listener = copy; listener != copy + count; ++listener) {
-            if (std::binary_search(listeners.begin(), listeners.end(), *listener)) {
+            if (listeners.contains(*listener)) {
                 (*listener)(args...);
             }
             if (running.signal_gone) {
@@ -164,7 +202,7 @@ class delegate_set {
         }
     }
 
-    std::vector<delegate> listeners; // sorted, no duplicates
+    delegate_list<delegate> listeners;
     emission* innermost = nullptr;
 };
 
@@ -192,7 +230,7 @@ class signal0 {
     delegate_set<> listeners;
 };
 
-/** A signal with one argument, handed by value to each listener. Its change notifier fires after
+/** A signal with one argument. A listener that takes it by value gets a copy of its own. Its change notifier fires after
  *  every connect and disconnect, whether or not the set of listeners changed. */
 template <class T>
 class signal1 {
@@ -209,8 +247,8 @@ class signal1 {
         changed();
     }
 
-    void emit(T value) { listeners.emit(value); }
-    void operator()(T value) { emit(value); }
+    void emit(const T& value) { listeners.emit(value); }
+    void operator()(const T& value) { emit(value); }
     [[nodiscard]] int connections() const { return listeners.size(); }
 
   private:

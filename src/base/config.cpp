@@ -15,7 +15,7 @@ const config* config::newest = nullptr;
 config::config(int argc, char** argv) {
     newest = this;
     optind = 1;
-    for (int option = 0; (option = getopt(argc, argv, "t:r:s:i:l:a:")) != -1;) {
+    for (int option = 0; (option = getopt(argc, argv, "t:r:s:i:l:a:S:")) != -1;) {
         switch (option) {
         case 't':
             timeout_seconds = std::atoi(optarg);
@@ -34,6 +34,9 @@ config::config(int argc, char** argv) {
             break;
         case 'a':
             work_dir = optarg;
+            break;
+        case 'S':
+            sound_dir = optarg;
             break;
         default: // getopt has said so itself
             break;

@@ -8,7 +8,7 @@ namespace vocalink {
  *  The instance made last is the one that instance() returns. */
 class config {
   public:
-    /** Reads -t -r -s -i -l -a, each with a value; a later one overrides an earlier one. What
+    /** Reads -t -r -s -i -l -a -S, each with a value; a later one overrides an earlier one. What
      *  getopt does not know, it reports itself; parsing goes on. Other arguments are ignored. */
     config(int argc, char** argv);
 
@@ -20,6 +20,7 @@ class config {
     const char* work_dir = "/tmp";                         // -a, recordings while they are open
     const char* store_dir = ".";                           // -l, finished recordings
     const char* i_arg = nullptr;                           // -i, accepted and unused
+    const char* sound_dir = nullptr; // -S, where sound files must lie; null for anywhere
 
     /** Period of the inactivity checks in seconds: a sixth of the time-out, in whole seconds. Zero
      *  makes a check that runs once. */

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The process entry: daemon with -s, client without.
 #include "base/config.hpp"
+#include "base/program_info.hpp"
 #include "control/main.hpp"
 #include "control/remote.hpp"
+#include "control/remote_command.hpp"
 #include "util/descriptor_limit.hpp"
 #include "util/log_line.hpp"
 #include "util/log_writer.hpp"
@@ -11,19 +13,40 @@
 #include <srtp2/srtp.h>
 
 #include <csignal>
+#include <cstdio>
+
+namespace {
+
+int serve(const char* socket_path) {
+    vocalink::util::raise_descriptor_limit();
+    const vocalink::util::log_writer writer;
+    vocalink::main daemon(socket_path);
+    return daemon.run();
+}
+
+} // namespace
 
 int main(int argc, char** argv) {
+    using vocalink::program_mode;
     vocalink::util::open_missing_standard_descriptors();
     std::signal(SIGPIPE, SIG_IGN);
     if (const auto status = srtp_init(); status != srtp_err_status_ok) {
         vocalink::util::log_line() << "srtp initialization failed: " << static_cast<int>(status);
     }
     const vocalink::config options(argc, argv);
-    if (options.server_socket_path != nullptr) {
-        vocalink::util::raise_descriptor_limit();
-        const vocalink::util::log_writer writer;
-        vocalink::main daemon(options.server_socket_path);
-        return daemon.run();
+    switch (options.mode()) {
+    case program_mode::help:
+        std::fputs(vocalink::usage_text, stdout);
+        return 0;
+    case program_mode::version:
+        std::printf("vocalink %s\n", vocalink::program_version);
+        return 0;
+    case program_mode::serve:
+        return serve(options.server_socket_path);
+    case program_mode::command:
+        return vocalink::run_remote_command(options.client_socket_path, options.command);
+    case program_mode::relay:
+        break;
     }
     vocalink::remote client(options.client_socket_path);
     return client.run();

@@ -5,43 +5,85 @@
 #include <algorithm>
 #include <cassert>
 #include <cstdlib>
+#include <cstring>
 
 #include <unistd.h>
 
 namespace vocalink {
+
+namespace {
+
+/** The next option, as getopt says it. Two long ones are taken before it sees them: it would take
+ *  their letters for options, as it still does with every other long one. */
+int next_option(int argc, char** argv) {
+    if (optind < argc && std::strcmp(argv[optind], "--help") == 0) {
+        ++optind;
+        return 'h';
+    }
+    if (optind < argc && std::strcmp(argv[optind], "--version") == 0) {
+        ++optind;
+        return 'V';
+    }
+    return getopt(argc, argv, "t:r:s:i:l:a:S:c:hV");
+}
+
+} // namespace
 
 const config* config::newest = nullptr;
 
 config::config(int argc, char** argv) {
     newest = this;
     optind = 1;
-    for (int option = 0; (option = getopt(argc, argv, "t:r:s:i:l:a:S:")) != -1;) {
-        switch (option) {
-        case 't':
-            timeout_seconds = std::atoi(optarg);
-            break;
-        case 'r':
-            client_socket_path = optarg;
-            break;
-        case 's':
-            server_socket_path = optarg;
-            break;
-        case 'i':
-            i_arg = optarg;
-            break;
-        case 'l':
-            store_dir = optarg;
-            break;
-        case 'a':
-            work_dir = optarg;
-            break;
-        case 'S':
-            sound_dir = optarg;
-            break;
-        default: // getopt has said so itself
-            break;
-        }
+    for (int option = 0; (option = next_option(argc, argv)) != -1;) {
+        take_option(option, optarg);
     }
+}
+
+void config::take_option(int option, const char* value) {
+    switch (option) {
+    case 't':
+        timeout_seconds = std::atoi(value);
+        break;
+    case 'r':
+        client_socket_path = value;
+        break;
+    case 's':
+        server_socket_path = value;
+        break;
+    case 'i':
+        i_arg = value;
+        break;
+    case 'l':
+        store_dir = value;
+        break;
+    case 'a':
+        work_dir = value;
+        break;
+    case 'S':
+        sound_dir = value;
+        break;
+    case 'c':
+        command = value;
+        break;
+    case 'h':
+        help_wanted = true;
+        break;
+    case 'V':
+        version_wanted = true;
+        break;
+    default: // getopt has said so itself
+        break;
+    }
+}
+
+program_mode config::mode() const {
+    if (help_wanted || version_wanted) {
+        return help_wanted ? program_mode::help : program_mode::version;
+    }
+    if (server_socket_path != nullptr) {
+        return program_mode::serve;
+    }
+    return command != nullptr ? program_mode::command : program_mode::relay;
 }
 
 const config& config::instance() {

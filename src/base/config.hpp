@@ -4,15 +4,21 @@
 
 namespace vocalink {
 
+/** What the command line asks the program to do. */
+enum class program_mode { serve, relay, command, help, version };
+
 /** The options of this process. Strings point into argv or at literals and are not copied.
  *  The instance made last is the one that instance() returns. */
 class config {
   public:
-    /** Reads -t -r -s -i -l -a -S, each with a value; a later one overrides an earlier one. What
+    /** Reads -t -r -s -i -l -a -S -c, each with a value, and -h, -V, --help and --version; a later one overrides an earlier one. What
      *  getopt does not know, it reports itself; parsing goes on. Other arguments are ignored. */
     config(int argc, char** argv);
 
     [[nodiscard]] static const config& instance();
+
+    /** Help and version go before everything, a listen socket before a client's command. */
+    [[nodiscard]] program_mode mode() const;
 
     int timeout_seconds = 30;                              // -t, inactivity time-out
     const char* client_socket_path = "/tmp/vocalink-sock"; // -r, what the client mode connects to
@@ -22,11 +28,17 @@ class config {
     const char* i_arg = nullptr;                           // -i, accepted and unused
     const char* sound_dir = nullptr; // -S, where sound files must lie; null for anywhere
 
+    const char* command = nullptr; // -c, what the client sends instead of relaying
+    bool help_wanted = false;      // -h, --help
+    bool version_wanted = false;   // -V, --version
+
     /** Period of the inactivity checks in seconds: a sixth of the time-out, in whole seconds. Zero
      *  makes a check that runs once. */
     [[nodiscard]] double idle_check_period() const;
 
   private:
+    void take_option(int option, const char* value);
+
     static const config* newest;
 };
 

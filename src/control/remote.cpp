@@ -2,17 +2,14 @@
 // The client mode: relays the terminal to a running daemon and back.
 #include "control/remote.hpp"
 
+#include "control/daemon_socket.hpp"
 #include "util/log_line.hpp"
 #include "util/retry.hpp"
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 
-#include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 namespace vocalink {
@@ -23,48 +20,13 @@ using util::log_line;
 namespace {
 
 constexpr std::size_t buffer_bytes = 262144;
-constexpr const char* default_path = "/tmp/vocalink.sock";
-
-[[noreturn]] void fatal(const char* what) {
-    const int error = errno;
-    log_line("remote") << "fatal error" << what << error_text(error);
-    std::exit(1);
-}
-
-/** Writes the whole block, waiting for a reader that is slow. @return false with errno */
-bool write_all(int to, const char* block, std::size_t bytes) {
-    while (bytes > 0) {
-        const ssize_t written = util::retry_on_signal([&] { return ::write(to, block, bytes); });
-        if (written >= 0) {
-            block += written;
-            bytes -= static_cast<std::size_t>(written);
-        } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-            pollfd writable{to, POLLOUT, 0};
-            ::poll(&writable, 1, -1);
-        } else {
-            return false;
-        }
-    }
-    return true;
-}
 
 } // namespace
 
 remote::remote(const char* path) : buffer(buffer_bytes) {
-    if (path == nullptr) {
-        path = default_path;
-    }
-    log_line("remote") << "connecting to socket file " << path;
-    socket.reset(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (!socket) {
-        fatal(" creating remote socket:");
-    }
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
-    if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        fatal(" connecting to remote socket: ");
-    }
+    log_line("remote") << "connecting to socket file "
+                       << (path != nullptr ? path : default_daemon_path);
+    socket = connect_to_daemon(path);
     stdin_watcher.set<remote, &remote::handle_stdin>(this);
     stdin_watcher.start(STDIN_FILENO, ev::READ);
     socket_writable_watcher.set<remote, &remote::handle_socket_writable>(this);

@@ -63,6 +63,24 @@ TEST_F(client_test, ends_with_the_daemon_and_without_a_terminal) {
     EXPECT_EQ(::pclose(terminal), 0);
 }
 
+TEST_F(client_test, one_command_prints_its_reply_and_tells_its_success_by_the_status) {
+    start();
+    const auto status_of = [&](const std::string& arguments) {
+        return WEXITSTATUS(::pclose(open(program() + " -r " + daemon->socket_path() + arguments)));
+    };
+    EXPECT_EQ(status_of(" -c 'new vocalink room'"), 0);
+    EXPECT_EQ(out(), "out:\nSUCCESS\n");
+    EXPECT_EQ(status_of(" -c 'delete bridge room'"), 1);
+    EXPECT_EQ(out(), "out:\nERROR can't find bridge\n") << "it ended with its connection";
+    EXPECT_EQ(status_of(" -c 'recover\nrecover'"), 1);
+    EXPECT_EQ(status_of("/nowhere -c recover"), 1);
+    EXPECT_EQ(out(), "out:\n-- remote: fatal error connecting to remote socket: Not a directory\n");
+    EXPECT_EQ(status_of(" --help"), 0);
+    EXPECT_TRUE(out().starts_with("out:\nusage: vocalink ")) << out();
+    EXPECT_EQ(status_of(" -c recover --version"), 0);
+    EXPECT_TRUE(out().starts_with("out:\nvocalink ")) << out();
+}
+
 TEST_F(client_test, examples_connect_telephones_and_tell_of_their_keys) {
     if (std::system("python3 -c 'import sys; sys.exit(sys.version_info < (3, 10))'") != 0) {
         GTEST_SKIP() << "needs Python 3.10";

@@ -112,6 +112,16 @@ TEST(config, takes_the_last_of_each_option_and_goes_on_after_an_unknown_one) {
     }
 }
 
+TEST(config, knows_two_long_options_and_what_is_wanted_first) {
+    EXPECT_EQ(parsed({"-c", "recover", "word", "-V", "--help"}).mode(), program_mode::help);
+    EXPECT_EQ(parsed({"-s", "s", "--version"}).mode(), program_mode::version);
+    EXPECT_EQ(parsed({"-s", "s", "-c", "recover"}).mode(), program_mode::serve);
+    EXPECT_EQ(parsed({"-c", "recover"}).mode(), program_mode::command);
+    EXPECT_STREQ(parsed({"-a", "--help"}).work_dir, "--help");
+    EXPECT_EQ(parsed({"-a", "--help", "--", "--version"}).mode(), program_mode::relay);
+    EXPECT_EQ(parsed({"--t7"}).timeout_seconds, 7) << "letters of an unknown one are options";
+}
+
 std::string heard; // the names of the listeners called, in order
 
 struct listener {

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The client's end of a daemon's control socket.
+#pragma once
+
+#include "util/unique_fd.hpp"
+
+#include <cstddef>
+
+namespace vocalink {
+
+/** Where a client connects when it is given no path at all. */
+inline constexpr const char* default_daemon_path = "/tmp/vocalink.sock";
+
+/** Connects to a daemon. Logs why it cannot and ends the process with status 1.
+ *  @param path  cut to 107 bytes; null for the default */
+[[nodiscard]] util::unique_fd connect_to_daemon(const char* path);
+
+/** Writes all of it, waiting for a reader that is slow. @return false with errno */
+[[nodiscard]] bool write_all(int to, const char* block, std::size_t bytes);
+
+} // namespace vocalink

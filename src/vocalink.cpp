@@ -5,6 +5,7 @@
 #include "control/main.hpp"
 #include "control/remote.hpp"
 #include "control/remote_command.hpp"
+#include "control/remote_terminal.hpp"
 #include "util/descriptor_limit.hpp"
 #include "util/log_line.hpp"
 #include "util/log_writer.hpp"
@@ -15,6 +16,8 @@
 #include <csignal>
 #include <cstdio>
 
+#include <unistd.h>
+
 namespace {
 
 int serve(const char* socket_path) {
@@ -22,6 +25,13 @@ int serve(const char* socket_path) {
     const vocalink::util::log_writer writer;
     vocalink::main daemon(socket_path);
     return daemon.run();
+}
+
+int run_client(const char* socket_path) {
+    if (::isatty(STDIN_FILENO) == 1) {
+        return vocalink::remote_terminal(socket_path).run();
+    }
+    return vocalink::remote(socket_path).run();
 }
 
 } // namespace
@@ -48,6 +58,5 @@ int main(int argc, char** argv) {
     case program_mode::relay:
         break;
     }
-    vocalink::remote client(options.client_socket_path);
-    return client.run();
+    return run_client(options.client_socket_path);
 }

@@ -2,6 +2,10 @@
 // The client mode and the example controllers, as an operator would use them.
 #include "system_test.hpp"
 
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 namespace vocalink::system_tests {
 
 class client_test : public system_test {
@@ -79,6 +83,41 @@ TEST_F(client_test, one_command_prints_its_reply_and_tells_its_success_by_the_st
     EXPECT_TRUE(out().starts_with("out:\nusage: vocalink ")) << out();
     EXPECT_EQ(status_of(" -c recover --version"), 0);
     EXPECT_TRUE(out().starts_with("out:\nvocalink ")) << out();
+}
+
+TEST_F(client_test, at_a_terminal_words_and_ids_are_completed_and_lines_remembered) {
+    start();
+    int terminal = -1;
+    const std::string socket_option = "-r" + daemon->socket_path();
+    const std::string path = program();
+    const pid_t client = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (client == 0) {
+        ::execl(path.c_str(), "vocalink", socket_option.c_str(), nullptr);
+        ::_exit(127);
+    }
+    const auto type = [&](const std::string& keys, const std::string& logged) {
+        EXPECT_EQ(::write(terminal, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+        EXPECT_TRUE(daemon->wait_for_log(logged + "\n")) << keys << daemon->log();
+    };
+    type("new vocalink room\n", "-> connection(2): SUCCESS");
+    type("li\tstreams\n", "(2): list streams");
+    type("delete bridge ro\t\n", "(2): delete bridge room ");
+    type("\x1b[A\x1b[A\x1b[A\n", "-- bridge(room): destroyed\n-> connection(2): SUCCESS\n"
+                                 "<- tolvey connection(2): new vocalink room");
+    type("\x04", "-- connection(2): terminated");
+    std::string shown;
+    for (char block[4096];;) { // until the terminal has no other end
+        const ssize_t got = ::read(terminal, block, sizeof block);
+        if (got <= 0) {
+            break;
+        }
+        shown.append(block, static_cast<std::size_t>(got));
+    }
+    ::close(terminal);
+    EXPECT_NE(shown.find("-- remote: shutdown complete."), std::string::npos) << shown;
+    int status = -1;
+    ::waitpid(client, &status, 0);
+    EXPECT_EQ(status, 0);
 }
 
 TEST_F(client_test, examples_connect_telephones_and_tell_of_their_keys) {

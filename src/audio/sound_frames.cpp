@@ -2,6 +2,8 @@
 // The frames of a sound file, read ahead of the one who plays them.
 #include "audio/sound_frames.hpp"
 
+#include "audio/sound_directory.hpp"
+
 #include <cerrno>
 #include <utility>
 
@@ -22,7 +24,7 @@ sound_frames::sound_frames(std::string file_path, std::size_t bytes, bool starts
     : path(std::move(file_path)), frame_bytes(bytes), loop(starts_again) {}
 
 bool sound_frames::open() {
-    util::unique_fd opened(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    util::unique_fd opened = open_sound(path);
     struct stat facts {};
     if (!opened || ::fstat(opened.get(), &facts) != 0 || !S_ISREG(facts.st_mode)) {
         return false;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The command that creates streams and bridges.
+#include "audio/codec.hpp"
 #include "audio/sound_reader_thread.hpp"
 #include "base/exceptions.hpp"
 #include "control/commands.hpp"
@@ -54,7 +55,7 @@ command_result create_sound_stream(connection&, const std::string& id, word_list
     const std::string path = words[0];
     const bool loop = words[1] == "loop";
     const std::string encoding = words[2];
-    const auto frame_bytes = static_cast<std::size_t>(settings_of_encoding(encoding).frame_bytes);
+    const auto frame_bytes = static_cast<std::size_t>(codec_of_word(encoding).frame_bytes);
     const auto reply = std::make_shared<pending_reply>();
     auto create = [=](owned_objects& owner, const std::shared_ptr<sound_frames>& frames) {
         auto created = std::make_unique<sound_stream>(id, path, loop, encoding, frames);

@@ -81,18 +81,17 @@ struct voice {
 };
 
 /** Measures who heard whom, shows and checks it, and writes down what was heard. Every leg hears every
- *  voice that is not mute, and not its own. To be called when nothing more is sent.
- *  @param others  voices in the call that are no legs
- *  @param mute    name of a leg that nobody is expected to hear */
+ *  voice but its own. To be called when nothing more is sent.
+ *  @param others  voices in the call that are no legs */
 void judge(call_legs& legs, const places& where, const std::string& scene,
-           const std::vector<voice>& others = {}, const std::string& mute = {});
+           const std::vector<voice>& others = {});
 
 // The scenes. Each throws std::runtime_error when it cannot go on.
 
 /** Two legs of one codec: the daemon passes their packets on as they are. Ends with a key press. */
 void two_party_call(dialogue& control, const places& where);
 
-/** Five legs of three codecs: the daemon mixes, plays a prompt to all, and records. */
+/** Five legs of five codecs: the daemon mixes, plays a prompt to all, and records. */
 void conference(dialogue& control, const places& where);
 
 /** A digit sent by one endpoint of the daemon and reported by another. */

@@ -114,7 +114,7 @@ splice_match playout_line::match(int direction) const {
     splice_match best;
     best.quiet = energy < quiet_level * quiet_level * splice_overlap;
     for (int lag = min_splice; lag <= max_splice; ++lag) {
-        const std::int16_t* const there = here + direction * lag;
+        const std::int16_t* const there = here + std::ptrdiff_t{direction} * lag;
         const float both = std::sqrt(energy * product(there, there)) + 1;
         const float likeness = product(here, there) / both;
         if (likeness > best.likeness) {

@@ -16,7 +16,7 @@ namespace vocalink {
 
 namespace {
 
-constexpr std::size_t longest_command = 16382; // the daemon reads that and a line end at once
+constexpr std::size_t longest_command = 1'048'575; // with "framing lines", without its line end
 
 /** Reads until a line has come. @return it without its end, or nothing at the end of the input */
 std::string read_line(int fd, std::string& unread) {
@@ -36,6 +36,11 @@ std::string read_line(int fd, std::string& unread) {
     return line;
 }
 
+/** Sends a line. @return the reply, or nothing when none comes */
+std::string ask(int fd, const std::string& line, std::string& unread) {
+    return write_all(fd, line.data(), line.size()) ? read_line(fd, unread) : std::string();
+}
+
 } // namespace
 
 int run_remote_command(const char* socket_path, const char* command) {
@@ -49,8 +54,8 @@ int run_remote_command(const char* socket_path, const char* command) {
     std::string unread;
     std::string reply;
     if (!read_line(daemon.get(), unread).empty() && // the greeting
-        write_all(daemon.get(), line.data(), line.size())) {
-        reply = read_line(daemon.get(), unread);
+        !ask(daemon.get(), "framing lines\n", unread).empty()) {
+        reply = ask(daemon.get(), line, unread);
     }
     if (reply.empty()) {
         util::log_line("remote") << "the daemon did not reply";

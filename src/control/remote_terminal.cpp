@@ -45,6 +45,8 @@ remote_terminal::remote_terminal(const char* path) {
     daemon_watcher.start(socket.get(), ev::READ);
     interrupt_watcher.set<remote_terminal, &remote_terminal::handle_signal>(this);
     interrupt_watcher.start(SIGINT);
+    hidden_replies.push_back(false); // the greeting
+    send("framing lines", true);
 }
 
 int remote_terminal::run() {

@@ -77,6 +77,7 @@ TEST_F(client_test, one_command_prints_its_reply_and_tells_its_success_by_the_st
     EXPECT_EQ(status_of(" -c 'delete bridge room'"), 1);
     EXPECT_EQ(out(), "out:\nERROR can't find bridge\n") << "it ended with its connection";
     EXPECT_EQ(status_of(" -c 'recover\nrecover'"), 1);
+    EXPECT_EQ(status_of(" -c 'recover " + std::string(40'000, 'x') + "'"), 0);
     EXPECT_EQ(status_of("/nowhere -c recover"), 1);
     EXPECT_EQ(out(), "out:\n-- remote: fatal error connecting to remote socket: Not a directory\n");
     EXPECT_EQ(status_of(" --help"), 0);

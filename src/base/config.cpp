@@ -13,8 +13,8 @@ namespace vocalink {
 
 namespace {
 
-/** The next option, as getopt says it. Two long ones are taken before it sees them: it would take
- *  their letters for options, as it still does with every other long one. */
+/** The next option, as getopt returns it. --help and --version are handled here, because getopt
+ *  reads the letters of a long option as short options. */
 int next_option(int argc, char** argv) {
     if (optind < argc && std::strcmp(argv[optind], "--help") == 0) {
         ++optind;

@@ -11,8 +11,9 @@ enum class program_mode { serve, relay, command, help, version };
  *  The instance made last is the one that instance() returns. */
 class config {
   public:
-    /** Reads -t -r -s -i -l -a -S -c, each with a value, and -h, -V, --help and --version; a later one overrides an earlier one. What
-     *  getopt does not know, it reports itself; parsing goes on. Other arguments are ignored. */
+    /** Reads -t -r -s -i -l -a -S -c, each with a value, and -h, -V, --help and --version. A later
+     *  option overrides an earlier one. Other arguments are ignored. getopt reports unknown
+     *  options, and parsing goes on. Deliberate: docs/behaviours.md#options-without-effect */
     config(int argc, char** argv);
 
     [[nodiscard]] static const config& instance();
@@ -32,8 +33,8 @@ class config {
     bool help_wanted = false;      // -h, --help
     bool version_wanted = false;   // -V, --version
 
-    /** Period of the inactivity checks in seconds: a sixth of the time-out, in whole seconds. Zero
-     *  makes a check that runs once. */
+    /** Period of the inactivity checks in seconds: a sixth of the time-out, in whole seconds.
+     *  Zero makes a check that runs once. Deliberate: docs/behaviours.md#short-time-outs */
     [[nodiscard]] double idle_check_period() const;
 
   private:

@@ -6,8 +6,8 @@
 
 namespace vocalink {
 
-/** Clients send whole lines: the last byte of each read is taken for the newline, whatever it is, a
- *  NUL ends what was read, and nothing is kept from one read to the next. */
+/** Cuts each read into lines by itself: the last byte counts as a newline, a NUL ends the read, and
+ *  the next read starts with nothing. Deliberate: docs/behaviours.md#whole-lines */
 class chunk_framing : public framing {
   public:
     void take(std::string_view received) override;

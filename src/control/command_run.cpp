@@ -67,7 +67,7 @@ std::optional<std::string> command_run::proceed() {
     } catch (const command_exception& failure) {
         reply = "ERROR COMMAND_ERROR " + failure.message;
     } catch (const bridge_exception& failure) {
-        // The word is "stream" for bridges too; log readers expect it.
+        // Deliberate: docs/behaviours.md#stream-in-the-log
         log_line("stream", failure.id) << mask.reply(failure.message);
         reply = "ERROR BRIDGE_ERROR " + failure.message;
     } catch (const stream_exception& failure) {

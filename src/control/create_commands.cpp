@@ -146,7 +146,7 @@ constexpr object_type object_types[] = {
     {"dtmf_stream", taken_stream, 3,
      "new dtmf_stream command requires four arguments: 'id digit duration payload_type'",
      create_dtmf_stream, false},
-    // The message has always named the wrong type; controllers match it.
+    // Deliberate: docs/behaviours.md#wrong-type-in-an-error
     {"alsa_stream", taken_stream, 0, "new dtmf_stream command requires one argument: 'id'",
      create_alsa_stream, false},
     {"vocalink", taken_bridge, 0, "new vocalink command requires one argument: 'id'",

@@ -119,6 +119,7 @@ constexpr feature clearable[] = {
 command_result change_feature(const std::string& command, std::span<const feature> features,
                               connection& caller, word_list& words) {
     if (words.size() < 3) {
+        // Deliberate: docs/behaviours.md#wrong-type-in-an-error
         throw command_exception(command + " command takes at least 3 arguements: "
                                           "'type id feature [value [value ...]]'");
     }
@@ -160,7 +161,7 @@ command_result play_tones(connection& caller, word_list& words) {
     }
     const std::string type = take_word(words);
     const std::string id = take_word(words);
-    if (type != "tone") {
+    if (type != "tone") { // Deliberate: docs/behaviours.md#wrong-type-in-an-error
         throw command_exception("play type must be TONE");
     }
     stream* const player = caller.objects.find_stream(id);

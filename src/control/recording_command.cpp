@@ -60,7 +60,7 @@ command_result start_recording(const connection& caller, stream& recorded,
 command_result stop_recording(const connection& caller, stream& recorded,
                               const std::string& recording_name) {
     if (!recorded.has_recording(recording_name)) {
-        // The connection's name stands where the stream's is expected; log readers know it so.
+        // Deliberate: docs/behaviours.md#connection-in-the-log
         log_line("stream", caller.name)
             << "attempt to stop non-existent recording " << recording_name;
         return "ERROR unknown recording";

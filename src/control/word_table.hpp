@@ -33,8 +33,8 @@ struct unknown_word_text {
     const char* separator; // between the words of the list
 };
 
-/** The row of that word. Rows have a word, and say whether it is listed: controllers compare these
- *  texts, so words that came later stay out of them.
+/** The row of that word. A row has a word, and says whether the error text lists it.
+ *  Deliberate: docs/behaviours.md#old-words-in-an-error
  *  @throws unknown_word that lists the words to choose from */
 template <class Table>
 [[nodiscard]] const auto& row_of(const Table& table, const std::string& word,

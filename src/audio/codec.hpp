@@ -55,7 +55,8 @@ struct audio_codec {
     int most_units;
     int last_unit_bytes; // another length that the last one may have, 0 for none
 
-    // Deliberate: what `new vocalink` mixes. Everything is relayed, whatever these say.
+    // What `new vocalink` mixes; it relays every codec.
+    // Deliberate: docs/behaviours.md#mix-codecs
     bool heard_in_mix; // a party
     bool file_in_mix;  // a sound file
     bool hears_mix;    // a party

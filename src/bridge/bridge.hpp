@@ -28,7 +28,8 @@ class bridge {
     const std::string id;
     /** Emitted once with the id when the bridge ends; its members have been let go by then. */
     util::signal1<std::string> deleted_signal;
-    /** Carries the time-out notice, which brings its own line end. */
+    /** Carries the time-out notice with a line end of its own.
+     *  Deliberate: docs/behaviours.md#empty-line-after-a-bridge */
     util::signal1<std::string> notify_signal;
 
     /** Takes a stream in.

@@ -44,10 +44,10 @@ void relay_mix::joined(stream&) {
 
 void relay_mix::left(stream&) {
     if (streams.size() == 2) {
-        // Whatever their codecs: a pair left over is always relayed.
+        // Deliberate: docs/behaviours.md#pair-left-over
         enable_direct_sync();
         stop_mixing();
-    } else if (streams.size() == 1) {
+    } else if (streams.size() == 1) { // Deliberate: docs/behaviours.md#timer-goes-on
         disable_direct_sync();
         enable_null_sync();
     } else if (streams.empty()) {

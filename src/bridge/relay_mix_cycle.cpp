@@ -9,8 +9,7 @@ namespace vocalink {
 
 namespace {
 
-// The first cycle comes sooner than the later ones, and these come at 30 ms for every codec. Both
-// are deliberate.
+// Deliberate: docs/behaviours.md#mix-every-30-ms
 constexpr double first_cycle_s = 0.02;
 constexpr double cycle_s = 0.03;
 

@@ -7,8 +7,7 @@ namespace vocalink {
 
 using util::log_line;
 
-// The disable calls are also made where nothing was enabled, as when two members were mixing; their
-// ERROR line then is expected.
+// Deliberate: docs/behaviours.md#disable-error-in-the-log
 
 void relay_mix::enable_null_sync() {
     if (streams.empty()) {

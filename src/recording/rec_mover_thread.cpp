@@ -53,6 +53,7 @@ void RecMoverThread::process_move(const MoveFileRequest& request) {
         log_line() << "-- recMoverThread: mv command failed for stream " << request.info
                    << " recording " << request.file_name << " error: " << error_text(error);
     }
+    // Deliberate: docs/behaviours.md#finished-without-a-move
     send_stop_notification(request.owner, request.info, request.file_name);
 }
 

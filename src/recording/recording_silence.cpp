@@ -20,8 +20,8 @@ constexpr long frame_ns = 20'000'000;
 constexpr int frames_per_second = 50;
 constexpr unsigned max_filled_frames = 1250;
 
-// Timestamp units: a step from above the first to at most the second is a wrap, and the third is then
-// added. It is one less than 2^32 and stays so: recordings in use were made with it.
+// In timestamp units. A step from above before_wrap to at most after_wrap is a wrap and adds
+// wrap_step, which is one less than 2^32. Deliberate: docs/behaviours.md#timestamp-wrap
 constexpr std::uint32_t before_wrap = 4294767294;
 constexpr std::uint32_t after_wrap = 199999;
 constexpr std::uint64_t wrap_step = 0xFFFFFFFF;

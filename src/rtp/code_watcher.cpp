@@ -11,7 +11,7 @@ namespace vocalink {
 
 namespace {
 
-constexpr int code_offset = rtp_header_bytes; // whatever the packet's own header size
+constexpr int code_offset = rtp_header_bytes; // Deliberate: docs/behaviours.md#code-offset
 constexpr std::array<unsigned char, 4> mark = {0xFE, 0xED, 0xFA, 0xCE};
 
 } // namespace

@@ -23,7 +23,7 @@ event_receiver::report event_receiver::take(const rtp_view& packet) {
         return {{}, event};
     }
     if (held != none && packet.marker && previous_duration != 0) {
-        held = event.code; // the end of the key before was lost; this packet ends it
+        held = event.code; // the end of the key before was lost; this packet ends that key
         return {ended, event};
     }
     if (held != none && event.end) {

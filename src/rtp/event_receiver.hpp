@@ -21,9 +21,8 @@ struct telephone_event {
 /** @param payload  event_payload_bytes or more */
 [[nodiscard]] telephone_event parse_telephone_event(std::span<const std::uint8_t> payload);
 
-/** Follows the keys of one far end by marker, end flag and sequence number. A key whose first
- *  packet is lost is never reported. One whose end is lost lasts until the next key, whose packet
- *  then ends it. Loop thread only. */
+/** Follows the keys of one far end by marker, end flag and sequence number. Loop thread only.
+ *  Deliberate: docs/behaviours.md#events-by-marker */
 class event_receiver {
   public:
     /** What one packet told: the end of a key, the begin of one, or, in this order, both. */

@@ -24,14 +24,14 @@ namespace rtp_packet {
 /** Whether the bytes can be taken for an RTP packet at all: a whole fixed header of version 2. */
 [[nodiscard]] bool is_rtp(const char* packet, int len);
 
-/** Bytes before the payload: 12, or 16 with the extension flag; len for a packet that is too short
- *  or not of version 2, which leaves no payload. CSRC entries and the extension's own words count
- *  as payload; peers that send either have their packets refused by size.
+/** Bytes before the payload: 12, or 16 with the extension flag. For a packet that is too short or
+ *  not of version 2 the result is len, which leaves no payload.
+ *  Deliberate: docs/behaviours.md#rtp-header-size
  *  @param packet  len bytes; nothing beyond them is read */
 [[nodiscard]] int get_hdr_size(const char* packet, int len);
 
 /** Bytes of padding at the end: 0, or len for a packet that is too short or not of version 2.
- *  Padding is never stripped, whatever the padding flag says. */
+ *  Padding is never stripped. Deliberate: docs/behaviours.md#rtp-header-size */
 [[nodiscard]] int get_padding_size(const char* packet, int len);
 
 // The accessors below need a whole fixed header behind the pointer. Values are in host order.

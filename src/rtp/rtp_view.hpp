@@ -21,9 +21,8 @@ struct rtp_view {
     std::span<const std::uint8_t> payload;
 };
 
-/** Takes the packet by its fixed header alone: rtp_packet::get_hdr_size and get_padding_size say
- *  what is payload, so CSRC entries, the extension's own words and padding are. What relays, mixes
- *  and recordings go by.
+/** Parses the fixed header alone, for relays, mixes and recordings. CSRC entries, the words of an
+ *  extension and padding count as payload. Deliberate: docs/behaviours.md#rtp-header-size
  *
  *  A packet that is too short or not of version 2 has no payload; its header and its padding are
  *  both as long as the packet. The other fields are 0 in one that lacks a whole fixed header.

@@ -34,7 +34,7 @@ class dtmf_stream::leg : public conference_leg {
             }
         }
         if (codes.empty()) {
-            codes.push_back(0); // a digit that is none is sent as 0, as in every bridge
+            codes.push_back(0); // Deliberate: docs/behaviours.md#unknown-digit
         }
     }
 

@@ -97,7 +97,7 @@ void dtmf_stream::dump_stats(std::ostream& os) {
 void dtmf_stream::dump_detailed_stats(std::ostream&) {}
 
 std::string dtmf_stream::list_stream() {
-    return "FIXME"; // what listings have always shown here
+    return "FIXME"; // Deliberate: docs/behaviours.md#fixme-in-listings
 }
 
 } // namespace vocalink

@@ -19,7 +19,8 @@ namespace vocalink {
  *  nothing. */
 class dtmf_stream : public timer_stream {
   public:
-    /** @param digits  one of 0-9, * and #; anything else is logged and played as 0
+    /** @param digits  one of 0-9, * and #; anything else is logged and sent as 0.
+     *  Deliberate: docs/behaviours.md#unknown-digit
      *  @param payload_type  of the packets; its low seven bits are used
      *  @param duration  the event lasts duration / 30 packets after the first */
     dtmf_stream(std::string id, std::string digits, int payload_type, int duration);

@@ -28,7 +28,8 @@
 
 namespace vocalink {
 
-/** A stream that sends and receives RTP over UDP (IPv4). It sends to whoever sent to it last. */
+/** Sends and receives RTP over UDP (IPv4). Sends to whoever sent to it last.
+ *  Deliberate: docs/behaviours.md#last-sender */
 class rtp_stream : public stream {
   public:
     /** Binds the next free even port of local_ip.

@@ -91,9 +91,9 @@ int rtp_stream::drain_socket(char* packet, int room, int received, sockaddr_in& 
     return received;
 }
 
-/** A drained packet is unprotected over the length of the packet before it and then taken at its
- *  own length: in a burst of packets of one size these are the same. What lies behind a shorter
- *  packet is cleared, so that nothing of the one before takes part. */
+/** Unprotects a drained packet over the length of the packet before it. The bytes behind a shorter
+ *  packet are zeroed first, so that none of the packet before is left.
+ *  Deliberate: docs/behaviours.md#drained-encryption */
 void rtp_stream::unprotect_drained(char* packet, int previous, int received) {
     if (!srtp) {
         return;

@@ -110,7 +110,7 @@ int rtp_stream::send_packet(const char* pkt, int len) {
         log_line("stream", id) << "future send errors for stream will be suppressed";
     }
     if (error == EAGAIN || error == EWOULDBLOCK || error == EINTR) {
-        // Counted as sent bytes, not as a failure: a full socket is no fault of the stream.
+        // Deliberate: docs/behaviours.md#full-socket
         counters.outgoing_bytes += sent;
         return sent;
     }

@@ -36,7 +36,8 @@ void rtp_stream::forget_source(std::uint32_t ssrc) {
 }
 
 /** Unprotects a received packet in place, if keys are set. A failure is counted and leaves the
- *  packet as it is. @param len  bytes in and out
+ *  packet as it is. Deliberate: docs/behaviours.md#failed-encryption
+ *  @param len  bytes in and out
  *  @return false for a failure */
 bool rtp_stream::unprotect(char* packet, int& len) {
     if (!srtp) {
@@ -54,7 +55,8 @@ bool rtp_stream::unprotect(char* packet, int& len) {
     return false;
 }
 
-/** Protects a packet to be sent in place; a failure is counted and the packet is sent all the same.
+/** Protects a packet to be sent, in place. A failure is counted and leaves the packet in clear.
+ *  Deliberate: docs/behaviours.md#failed-encryption
  *  @param len  bytes in and out */
 void rtp_stream::protect(char* packet, int& len) {
     const srtp_err_status_t status = srtp->send.protect(packet, len);

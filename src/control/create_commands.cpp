@@ -27,14 +27,14 @@ namespace {
 struct object_type {
     std::string_view word;
     const char* (*refuse_id)(const owned_objects& owner, const std::string& id);
-    std::size_t word_count; // behind the id
-    const char* usage;      // refuses another number of words
-    /** Creates the object; its words are as many as they must be, its id is free. */
+    std::size_t word_count; // after the id
+    const char* usage;      // the error for any other number of words
+    /** Creates the object. The caller has checked the number of words and that the id is free. */
     command_result (*create)(connection& caller, const std::string& id, word_list& words);
-    bool listed = true; // in the text that answers an unknown type
+    bool listed = true; // named in the error for an unknown type
 };
 
-/** @return the reply that refuses an id which is taken, or null */
+/** @return the error when the id is taken, null when it is free */
 const char* taken_stream(const owned_objects& owner, const std::string& id) {
     return owner.find_stream(id) == nullptr ? nullptr : "ERROR stream already exists";
 }
@@ -50,7 +50,7 @@ command_result create_rtp_stream(connection& caller, const std::string& id, word
     return "SUCCESS " + adopted.local_port() + " " + adopted.local_ip(false);
 }
 
-/** The reply comes when the file is open and its beginning has been read. */
+/** Replies when the reader has opened the file and read its beginning. */
 command_result create_sound_stream(connection&, const std::string& id, word_list& words) {
     const std::string path = words[0];
     const bool loop = words[1] == "loop";
@@ -112,7 +112,7 @@ command_result create_conference(connection& caller, const std::string& id, word
     return "SUCCESS";
 }
 
-/** The file is opened by the file writer; the stream comes into being when that went well. */
+/** Has the file writer open the file, and creates the stream when that succeeds. */
 command_result create_wav_stream(connection& caller, const std::string& id, word_list& words) {
     struct opening {
         std::unique_ptr<wav_recording> file;

@@ -33,7 +33,7 @@ command_result with_words(stream& changed, word_list& words) {
     return "SUCCESS";
 }
 
-/** The 30 bytes of a key given raw or in base64, or nothing. */
+/** Decodes a key from 30 raw or 40 base64 characters. @return its 30 bytes, or nothing */
 std::optional<std::string> key_material(const std::string& word) {
     std::string key = word.size() == base64_key_length ? base64_decode(word) : word;
     if (key.size() != key_bytes) {
@@ -70,7 +70,7 @@ command_result set_encryption(stream& changed, word_list& words) {
     return "SUCCESS";
 }
 
-/** A payload type that SDP leaves to the parties (RFC 3551 3), or nothing. */
+/** Parses a dynamic payload type, 96 to 127 (RFC 3551 3). @return nothing for other words */
 std::optional<int> dynamic_payload_type(const word_list& words) {
     constexpr int first_dynamic = 96;
     constexpr int last_dynamic = 127;

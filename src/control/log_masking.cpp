@@ -33,8 +33,8 @@ std::vector<std::string> secret_features() {
     return names;
 }
 
-/** What the text has from where it names a secret feature, in any case of letters; nothing when it
- *  names none. */
+/** The text from the name of a secret feature on, in upper or lower case.
+ *  @return an empty view when it names none */
 std::string_view from_secret(std::string_view text) {
     static const std::vector<std::string> names = secret_features();
     const auto same = [](unsigned char a, unsigned char b) { return std::tolower(a) == b; };
@@ -51,12 +51,12 @@ bool names_secret(const std::string& word) {
     return !from_secret(word).empty();
 }
 
-/** Whether the word is as long as a key, or names a secret feature and goes on behind it. */
+/** Whether the word is as long as a key, or continues after the name of a secret feature. */
 bool may_hold_key(const std::string& word) {
     return word.size() >= shortest_key || from_secret(word).find(' ') != std::string_view::npos;
 }
 
-/** What the words of a command can be, by its form. */
+/** What the words of a command may hold. */
 enum class contents {
     plain,    // well-formed, and not of a secret feature
     keys,     // of a secret feature
@@ -83,8 +83,8 @@ contents contents_of(const word_list& words) {
     return contents::unknown;
 }
 
-/** Whether the word is hidden. @param secret_place  of the first word that names a secret feature;
- *  the number of words when none does */
+/** Whether the word is hidden.
+ *  @param secret_place  index of the first word that names a secret feature, or the word count */
 bool is_hidden(contents holds, const word_list& words, std::size_t place,
                std::size_t secret_place) {
     const std::string& word = words[place];

@@ -10,22 +10,23 @@
 
 namespace vocalink {
 
-/** Decides which words of a command may be keys, and hides them in what is logged of the command.
- *  Cost is linear in the length of the line. Hidden are:
- *  - all words behind a secret feature, or behind a feature that does not exist, and the latter;
- *  - in a command that is unknown or malformed, each word with as many characters as a key, all
- *    words behind the name of a secret feature, and a long first word (the tail of a split line);
- *  - in any other command that mentions a secret feature, each word with as many characters as a
- *    key: an open quote may have swallowed the keys. */
+/** Hides the words of a command that may be keys when the command is logged. The cost is linear in
+ *  the length of the line. It hides:
+ *  - all words after a secret feature;
+ *  - an unknown feature and all words after it;
+ *  - in an unknown or malformed command, each word as long as a key, all words after the name of a
+ *    secret feature, and a long first word, which may be the tail of a split line;
+ *  - in any other command that mentions a secret feature, each word as long as a key, because an
+ *    open quote may have swallowed the keys. */
 class log_mask {
   public:
     explicit log_mask(const word_list& words);
 
-    /** The command as it may be logged: as received, unless there is something to hide. */
+    /** The command for the log: as received, with the hidden words masked. */
     [[nodiscard]] std::string line(const std::string& received) const;
-    /** Whether a word of the command is hidden, so that a reply that repeats it must not be logged. */
+    /** Whether the word is hidden, so that the log must not show a reply that repeats it. */
     [[nodiscard]] bool hides(std::string_view word) const;
-    /** A reply as it may be logged. */
+    /** The reply for the log. */
     [[nodiscard]] std::string reply(const std::string& text) const;
 
   private:

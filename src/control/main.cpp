@@ -69,8 +69,8 @@ void main::handle_signal(ev::sig& signal, int) {
     stop();
 }
 
-/** Lets no further signal cut the end short. They are blocked while the watchers stop, which give
- *  each back its deadly default for a moment. */
+/** Ignores further signals, so that none cuts the shutdown short. They stay blocked while the
+ *  watchers stop, because a stopped watcher restores the default, which kills the process. */
 void main::ignore_signals() {
     sigset_t ending;
     sigemptyset(&ending);

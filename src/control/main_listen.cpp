@@ -25,8 +25,8 @@ namespace {
 constexpr int listen_backlog = 2;
 constexpr double accept_retry_s = 0.25;
 
-/** Removes a socket that an earlier run left where its path was cut; the path as given is another one
- *  then. Nothing but a socket is touched: nobody named that path. */
+/** Removes a socket that an earlier run left at the cut path, which differs from the path as given.
+ *  Removes nothing but a socket, because the user never named that path. */
 void unlink_stale_socket(const char* cut_path) {
     struct stat facts {};
     if (::lstat(cut_path, &facts) == 0 && S_ISSOCK(facts.st_mode)) {
@@ -34,7 +34,7 @@ void unlink_stale_socket(const char* cut_path) {
     }
 }
 
-/** Says so when the socket that is about to be removed is not stale. */
+/** Logs when a live daemon still listens on the socket that is about to be removed. */
 void log_live_daemon(const sockaddr_un& address) {
     const util::unique_fd probe(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (::connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ||
@@ -71,7 +71,7 @@ void main::setup_listen_socket(const char* path) {
     accept_retry_timer.set<main, &main::resume_accepting>(this);
 }
 
-/** Removes what stands at the path, but not the socket of a daemon that has taken this one's place. */
+/** Removes the socket file, unless another daemon's now stands at the path. */
 void main::remove_socket() {
     struct stat standing {};
     const bool others =
@@ -100,8 +100,8 @@ void main::handle_new_connection(ev::io&, int) {
     connections[name] = made;
 }
 
-/** Leaves the waiting client in the backlog for a moment: without descriptors the socket would stay
- *  readable and keep the loop spinning. */
+/** Stops accepting for a moment. Without free descriptors the socket stays readable, and the loop
+ *  would spin. */
 void main::pause_accepting(int error) {
     if (!accept_failing) {
         accept_failing = true;

@@ -52,8 +52,8 @@ void main::handle_rec_thread_output(ev::io&, int) {
     split_notices({buffer.data(), static_cast<std::size_t>(received)});
 }
 
-/** Puts lines together from what the pipe gives and hands each on. A line that is too long is left out
- *  to its very end: its tail must not pass for a line of its own. */
+/** Joins the chunks from the pipe into lines and delivers each line. Skips a line that is too long
+ *  up to its end, so that its tail is not taken for a line. */
 void main::split_notices(std::string_view chunk) {
     while (!chunk.empty()) {
         const auto end = chunk.find('\n');
@@ -77,7 +77,7 @@ void main::split_notices(std::string_view chunk) {
     }
 }
 
-/** Hands a line to the connection named by its first word, if that still lives. */
+/** Delivers a line to the connection that its first word names, if there still is one. */
 void main::deliver_notice(const std::string& line) {
     const auto blank = line.find(' ');
     if (blank == std::string::npos) {

@@ -12,7 +12,7 @@ using util::log_line;
 
 namespace {
 
-/** Ends a start once its file has been opened or not. The stream may have ended meanwhile.
+/** Completes a start when the file is open or has been refused. The stream may have ended by then.
  *  @return the reply */
 std::string finish_start(owned_objects& objects, const std::string& stream_id,
                          const std::string& recording_name, const std::string& path, int error) {
@@ -30,7 +30,7 @@ std::string finish_start(owned_objects& objects, const std::string& stream_id,
     return "ERROR create recording failed";
 }
 
-/** Records from now on; the reply comes when the file is open. */
+/** Starts recording at once, and replies when the file is open. */
 command_result start_recording(const connection& caller, stream& recorded,
                                const std::string& recording_name, const std::string& type_word) {
     if (recorded.has_recording(recording_name)) {

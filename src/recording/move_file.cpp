@@ -17,8 +17,8 @@ namespace vocalink {
 
 namespace {
 
-/** Whether the file has left its place: mv removes it only after a whole copy. Its exit status does
- *  not tell, for the event loop reaps every child and may have been faster. */
+/** Whether the file is gone. mv removes it only after a whole copy. Its exit status may be missing,
+ *  because the event loop reaps every child and may have been faster. */
 bool is_gone(const std::string& path) {
     return ::access(path.c_str(), F_OK) != 0 && errno == ENOENT;
 }
@@ -65,7 +65,7 @@ std::string name_while_moving(const std::string& destination) {
     return destination.substr(0, name_at) + "." + destination.substr(kept_at) + ".part";
 }
 
-/** Copies to a hidden name first, so that the announced one is whole or not there. */
+/** Copies to a hidden name first, so that the announced file is whole or absent. */
 int move_across(const std::string& source, const std::string& destination) {
     if (!is_gone(destination)) {
         return EEXIST;

@@ -13,13 +13,14 @@
 
 namespace vocalink {
 
-/** Takes the records of one recording and hands them to the file writer: the first one at once, for
- *  the notice, all others in blocks, of 64 KiB or of half a second. So a record costs the loop one
- *  append, and a killed daemon little. Destroying it finishes the file. Loop thread only. */
+/** Takes the records of one recording and hands them to the file writer. The first record goes at
+ *  once, for the notice; the others go in blocks of 64 KiB or half a second. So a record costs the
+ *  loop one append, and a killed daemon loses little. Destroying it finishes the file. Loop thread
+ *  only. */
 class record_sink {
   public:
-    /** Called once on the loop: the file has been opened, or could not be for an error number other
-     *  than 0. It may come after the sink's end. */
+    /** Called once on the loop, with 0 when the file is open or else the error number. The sink may
+     *  have ended by then. */
     using opened_handler = std::function<void(int error)>;
 
     /** Has the file writer open the file and write its header. Records are taken from now on. */
@@ -28,16 +29,16 @@ class record_sink {
     record_sink& operator=(const record_sink&) = delete;
     ~record_sink();
 
-    /** Keeps records back until release(), so that no notice of data overtakes the reply that names
-     *  the file. */
+    /** Keeps records until release(), so that the reply that names the file comes before the notice
+     *  of its data. */
     void hold() { held = true; }
     void release();
 
     /** Adds one record of two parts. @return false, adding nothing, while the writer is behind */
     [[nodiscard]] bool append(std::span<const char> prefix, std::span<const char> body);
 
-    /** Adds copies of a frame, also while the writer is behind: they take no memory. An hour of
-     *  frames of 20 ms is the most that is taken then.
+    /** Adds copies of a frame. They take no memory, so up to an hour of 20 ms frames is accepted
+     *  while the writer is behind.
      *  @return false, adding nothing, beyond that */
     [[nodiscard]] bool append_copies(std::span<const char> frame, std::uint32_t copies);
 

@@ -65,7 +65,7 @@ bool recording_file::write(const record_block& block, write_buffer& buffer) {
     if (format.header_has_size) {
         const std::string header =
             format.header(static_cast<std::uint64_t>(length - header_length));
-        // A header that cannot be renewed tells of less than there is, which is readable.
+        // If this fails, the header tells of fewer records, and the file stays readable.
         (void)!::pwrite(fd.get(), header.data(), header.size(), 0);
     }
     errno = write_error;
@@ -84,7 +84,7 @@ void recording_file::gather(std::span<const char> record, write_buffer& buffer) 
     }
 }
 
-/** Hands what is gathered to the system. */
+/** Writes the gathered records. */
 bool recording_file::flush(write_buffer& buffer) {
     std::size_t done = 0;
     while (done < buffer.bytes.size()) {
@@ -104,8 +104,8 @@ bool recording_file::flush(write_buffer& buffer) {
     return !write_failed;
 }
 
-/** Takes the file back to the last record that was written whole; the rest is lost.
- *  @return bytes of the buffer that stay */
+/** Cuts the file after the last whole record. The rest is lost.
+ *  @return bytes of the buffer that stay in the file */
 std::size_t recording_file::cut_back(const write_buffer& buffer, std::size_t written) {
     write_error = errno;
     write_failed = true;
@@ -114,7 +114,7 @@ std::size_t recording_file::cut_back(const write_buffer& buffer, std::size_t wri
     lost += buffer.record_ends.end() - cut;
     const std::size_t whole = cut == buffer.record_ends.begin() ? 0 : *(cut - 1);
     if (whole != written) {
-        // Best effort: a file that cannot even be cut back ends in a part of a record.
+        // Best effort: if this fails too, the file ends with a partial record.
         (void)!::ftruncate(fd.get(), length + static_cast<off_t>(whole));
     }
     return whole;

@@ -43,8 +43,8 @@ void recording::detect_silence(const rtp_view& packet) {
     }
 }
 
-/** A new source or a new talkspurt: its time starts here. A source that replaces another fills the
- *  time since that one's last packet. */
+/** Starts the time of a new source or a new talkspurt. Where a source replaces another, fills the
+ *  time since the last packet of that one. */
 void recording::start_source(rtp_payload payload, std::uint32_t packet_ssrc, std::uint32_t ts) {
     const timespec arrival = now();
     if (ssrc == 0) {
@@ -65,7 +65,7 @@ void recording::start_source(rtp_payload payload, std::uint32_t packet_ssrc, std
     last_time = arrival;
 }
 
-/** The next packet of a source: fills what is missing since the one before. */
+/** Fills what is missing between two packets of one source. */
 void recording::fill_gap(rtp_payload payload, std::uint32_t ts, unsigned payload_bytes) {
     last_time += timespec{0, frame_ns};
     std::uint64_t extended = ts;
@@ -92,7 +92,7 @@ void recording::fill_gap(rtp_payload payload, std::uint32_t ts, unsigned payload
     last_ts = ts;
 }
 
-/** @return the frames that are filled of those that are missing */
+/** @return how many of the missing frames to fill */
 unsigned recording::limit_filling(std::int64_t missing_frames) {
     if (missing_frames <= max_filled_frames) {
         return static_cast<unsigned>(missing_frames);
@@ -126,7 +126,7 @@ timespec recording::monotonic_time() {
     return time;
 }
 
-/** A peer can cause any of these lines with every packet; a few of each kind are enough. */
+/** Bounds the lines of each kind, because a peer can cause one with every packet. */
 bool recording::admit_line(util::repeat_guard& kind, const char* what) {
     const bool admitted = kind.admit();
     if (kind.at_limit()) {

@@ -33,7 +33,7 @@ void bridge::add_stream(stream* joining) {
         throw bridge_exception(
             util::format("bridge(%s): stream %s already exists", id.c_str(), joining->id.c_str()));
     }
-    // The connection holds one listener; a second is another bridge's.
+    // The connection is the first listener. A second one is another bridge.
     if (joining->deleted_signal.connections() > 1) {
         throw bridge_exception(
             util::format("bridge(%s): stream %s is already connected to a bridge", id.c_str(),
@@ -61,11 +61,11 @@ void bridge::remove_stream(std::string stream_id) {
     let_go(*leaving);
 }
 
-/** A prompt or a digit takes its source of packets with it. */
+/** Has the other members forget the SSRC of a prompt or digit that has ended. */
 void bridge::member_ended(std::string stream_id) {
     if (const auto source = find_stream(stream_id)->get_source()) {
         for (const auto& [member_id, member] : streams) {
-            if (member_id != stream_id) { // of which only the base part is left
+            if (member_id != stream_id) { // only the base part of the ended member is left
                 member->forget_source(*source);
             }
         }

@@ -12,14 +12,14 @@
 
 namespace vocalink {
 
-/** A set of member streams. How audio moves between them is the business of its audio policy.
+/** A set of member streams. Its audio policy moves the audio between them.
  *
- *  Owned by the connection that created it; ends itself when it has been empty for the time-out, as
- *  the last act of its own timer's callback. Members are views: their connection owns them, and
+ *  Owned by the connection that created it. Ends itself when it has been empty for the time-out, as
+ *  the last act of its timer's callback. Members are views: their connection owns them, and
  *  deleted_signal takes them out. Loop thread only. */
 class bridge {
   public:
-    /** @param make_policy  decides how audio moves; relay and mix unless another is named */
+    /** @param make_policy  makes the audio policy; by default relay and mix */
     explicit bridge(std::string id, audio_policy_maker make_policy = make_relay_mix);
     bridge(const bridge&) = delete;
     bridge& operator=(const bridge&) = delete;
@@ -32,7 +32,7 @@ class bridge {
      *  Deliberate: docs/behaviours.md#empty-line-after-a-bridge */
     util::signal1<std::string> notify_signal;
 
-    /** Takes a stream in.
+    /** Makes a stream a member.
      *  @throws bridge_exception when it is a member already, here or of another bridge */
     void add_stream(stream* joining);
     /** Lets a member go.

@@ -19,16 +19,16 @@ class tick_listener {
     ~tick_listener() = default;
 };
 
-/** Calls its listeners every 20 ms of the monotonic clock, on an absolute schedule: it does not
- *  drift, and a late wake-up is caught up, by five ticks at most; after a longer one the schedule
- *  starts anew. Stands still while nobody listens. Loop thread only. */
+/** Calls its listeners every 20 ms of the monotonic clock. The schedule is absolute, so it does not
+ *  drift. After a late wake-up up to five ticks come at once; after a longer delay the schedule
+ *  starts anew. The clock stops while nobody listens. Loop thread only. */
 class conference_clock {
   public:
     static conference_clock& instance();
 
     /** @throws bridge_exception when the system gives no timer */
     void add(tick_listener& listener);
-    /** Also from within a tick. Does nothing for one that does not listen. */
+    /** Removes a listener, also from within a tick. Ignores one that does not listen. */
     void remove(tick_listener& listener);
 
   private:

@@ -13,12 +13,12 @@ namespace {
 constexpr double first_cycle_s = 0.02;
 constexpr double cycle_s = 0.03;
 
-/** Kinds that only speak. */
+/** Whether the member is of a kind that listens. */
 bool receives_mix(const stream& member) {
     return member.get_type() != kind_sound && member.get_type() != kind_event;
 }
 
-/** What a member contributes for itself to a sum that it is no part of. */
+/** Subtracted from a sum that does not contain the listener's own frame. */
 constexpr std::array<short, max_frame_samples> silence{};
 
 } // namespace
@@ -122,7 +122,7 @@ void relay_mix::mix_sources(stream& listener) {
     listener.mix(frames.data(), static_cast<int>(frames.size()));
 }
 
-/** An event goes out as the packet it is, ahead of the listener's mixed frame. */
+/** Sends an event packet unmixed, ahead of the listener's mixed frame. */
 void relay_mix::pass_event(stream& speaker, stream& listener) {
     constexpr int longest_header_search = 1500;
     const char* const packet = reinterpret_cast<const char*>(speaker.incoming_packet());

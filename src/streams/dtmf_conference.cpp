@@ -23,8 +23,8 @@ int ticks_of(int duration_ms) {
 
 } // namespace
 
-/** Hands each digit to the listeners when the one before has had its time, and ends the stream after
- *  the last. */
+/** Hands the digits to the listeners one after the other, each when the digit before is over. Ends
+ *  the stream after the last. */
 class dtmf_stream::leg : public conference_leg {
   public:
     explicit leg(dtmf_stream& sender) : owner(sender) {

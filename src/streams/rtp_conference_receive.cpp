@@ -14,8 +14,8 @@ namespace vocalink {
 
 namespace {
 
-// More than any telephone sends in a tick; what a flood sends beyond waits, and is lost, in the
-// socket.
+// More than any telephone sends in a tick. The rest of a flood waits in the socket, which drops
+// what it cannot hold.
 constexpr int packets_per_tick = 64;
 
 // What a receive buffer of the usual size holds.
@@ -66,13 +66,13 @@ rtp_stream::leg::leg(rtp_stream& stream)
       encoder(stream.payload, stream.frame_bytes),
       clock(rtp_packet::timestamp(stream.own_packet.data())), earlier(stream.line) {
     const int on = 1;
-    // Without stamps packets count as come when they are read.
+    // Without time stamps a packet counts as received when it is read.
     ::setsockopt(owner.fd.get(), SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
     discard_waiting();
 }
 
-/** Takes the packets that came while nobody listened, for what they signal, and forgets their audio:
- *  it may be many seconds old. */
+/** Reads the packets that came while nobody listened. Reports their keys and codes, and drops their
+ *  audio, which may be many seconds old. */
 void rtp_stream::leg::discard_waiting() {
     for (int round = 0; round < stale_rounds; ++round) {
         if (receive_waiting(util::monotonic_seconds()) < packets_per_tick) {
@@ -164,7 +164,7 @@ void rtp_stream::leg::report(const key_receiver::changes& changes) {
     }
 }
 
-/** Adds what this leg's playout buffer counted to what earlier ones did. */
+/** Adds the counts of this leg's playout buffer to those of earlier legs. */
 void rtp_stream::leg::note_line() {
     const playout_counters& now = playout.counters();
     owner.line.lost = earlier.lost + now.lost;

@@ -14,8 +14,7 @@ using util::log_line;
 
 namespace {
 
-// A drain takes what a receive buffer of the usual size can hold, so that a flood cannot keep the
-// loop.
+// About what a usual receive buffer holds. The bound keeps a flood from holding up the loop.
 constexpr int max_drained_packets = 512;
 
 } // namespace
@@ -71,7 +70,7 @@ int rtp_stream::receive(char* packet, int room, sockaddr_in& sender) {
                                        reinterpret_cast<sockaddr*>(&sender), &length));
 }
 
-/** Classifies what else waits on the socket and keeps the last. @return that packet's length */
+/** Classifies all packets that wait and keeps the last one. @return its length */
 int rtp_stream::drain_socket(char* packet, int room, int received, sockaddr_in& sender,
                              std::span<const std::uint8_t>& audio) {
     int count = 1;
@@ -104,7 +103,7 @@ void rtp_stream::unprotect_drained(char* packet, int previous, int received) {
     unprotect(packet, previous);
 }
 
-/** Reports what a packet signals. @return its audio, nothing for every other packet */
+/** Reports the keys and codes of a packet. @return its audio payload, empty for other packets */
 std::span<const std::uint8_t> rtp_stream::audio_packet_data(char* packet, int len) {
     rtp_view view = measure_rtp(packet, len);
     view.payload_type = types.from_wire(view.payload_type);
@@ -126,13 +125,13 @@ std::span<const std::uint8_t> rtp_stream::audio_packet_data(char* packet, int le
     return view.payload;
 }
 
-/** Whether a telephone event lacks a part of its payload; nobody takes notice of such a packet. */
+/** Whether the packet is a telephone event with a truncated payload. Such a packet is ignored. */
 bool rtp_stream::is_cut_event(const rtp_view& view) {
     return is_event_payload(view.payload_type) && !view.payload.empty() &&
            view.payload.size() < event_payload_bytes;
 }
 
-/** Follows events and codes. @return whether the packet carries audio of this moment */
+/** Follows events and logs unknown payload types. @return whether the packet carries audio */
 bool rtp_stream::classify(const rtp_view& view) {
     if (view.payload_type == PCMU) {
         return !keys.in_progress(); // the tone of a digit in progress is not audio
@@ -158,7 +157,7 @@ void rtp_stream::report_unknown_type(int payload_type) {
     log_line() << "-- stream(" << id << ") got packet of unknown payload type " << payload_type;
 }
 
-/** Tells once of packets that count as received and are not heard. */
+/** Logs once that packets count as received and are not heard. */
 void rtp_stream::report_unheard(const rtp_view& view, int len) {
     if (len == 0 || !unheard.admit()) {
         return;

@@ -40,8 +40,9 @@ int rtp_stream::write_outgoing(const char* buf, int len) {
     return send_counted(changed_for_far_end(pkt, view, need, copy), need, audio);
 }
 
-/** Numbers an event, and puts the far end's payload type in the place of the usual one.
- *  @return pkt, or copy where something had to change: other members may get the same packet */
+/** Numbers an event and sets the far end's payload type. Changes a copy only, because other members
+ *  may get the same packet.
+ *  @return pkt when nothing had to change, otherwise copy */
 const char* rtp_stream::changed_for_far_end(const char* pkt, const rtp_view& view, int len,
                                             char* copy) {
     const int wire_type = types.to_wire(view.payload_type);
@@ -66,7 +67,7 @@ int rtp_stream::send_counted(const char* pkt, int len, bool audio) {
 }
 
 void rtp_stream::report_size_mismatch(int need, int available) {
-    // What a partner could not hand on is told apart: its reader says why.
+    // An empty packet has its own guard: the partner's reader has logged the reason.
     util::repeat_guard& guard = available == 0 ? handed_nothing : size_mismatches;
     if (guard.admit()) {
         log_line() << "packet size mismatch: " << need << " > " << available;
@@ -88,7 +89,7 @@ void rtp_stream::prepare_own_packet(bool audio) {
     }
 }
 
-/** Protects a copy: the packet may go to other members too, and an own one keeps its payload. */
+/** Protects a copy. Other members may get the same packet, and an own packet keeps its payload. */
 int rtp_stream::send_protected(const char* pkt, int len) {
     alignas(16) char copy[max_packet_bytes + SRTP_MAX_TRAILER_LEN];
     std::memcpy(copy, pkt, static_cast<std::size_t>(len));

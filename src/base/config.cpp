@@ -24,7 +24,7 @@ int next_option(int argc, char** argv) {
         ++optind;
         return 'V';
     }
-    return getopt(argc, argv, "t:r:s:i:l:a:S:c:hV");
+    return getopt(argc, argv, "t:r:s:i:l:a:S:p:c:hV");
 }
 
 } // namespace
@@ -61,6 +61,9 @@ void config::take_option(int option, const char* value) {
         break;
     case 'S':
         sound_dir = value;
+        break;
+    case 'p':
+        port_range = value;
         break;
     case 'c':
         command = value;

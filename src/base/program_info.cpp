@@ -8,6 +8,7 @@ const char* const program_version = VOCALINK_VERSION;
 
 const char* const usage_text =
     "usage: vocalink -s SOCKET [-t SECONDS] [-a DIRECTORY] [-l DIRECTORY] [-S DIRECTORY]\n"
+    "                [-p FIRST-LAST]\n"
     "       vocalink [-r SOCKET] [-c COMMAND]\n"
     "\n"
     "The daemon:\n"
@@ -16,6 +17,7 @@ const char* const usage_text =
     "  -a DIRECTORY  where recordings are written (/tmp)\n"
     "  -l DIRECTORY  where recordings are moved when they end (.)\n"
     "  -S DIRECTORY  take sound files from below this directory only\n"
+    "  -p FIRST-LAST local ports to use before any others\n"
     "\n"
     "The client, without -s:\n"
     "  -r SOCKET     socket of the daemon (/tmp/vocalink-sock)\n"

@@ -2,8 +2,12 @@
 // The daemon's start, run and stop.
 #include "control/main.hpp"
 
+#include "base/config.hpp"
+#include "rtp/rtp_ports.hpp"
+#include "util/fatal_error.hpp"
 #include "util/log_line.hpp"
 
+#include <cerrno>
 #include <csignal>
 
 #include <unistd.h>
@@ -12,7 +16,19 @@ namespace vocalink {
 
 using util::log_line;
 
+namespace {
+
+void check_port_range() {
+    const char* const text = config::instance().port_range;
+    if (text != nullptr && !parse_port_range(text)) {
+        util::fatal_error(EINVAL, std::string(" in the port range ") + text + ": ");
+    }
+}
+
+} // namespace
+
 main::main(const char* path) : socket_path(path) {
+    check_port_range();
     sigint_watcher.set<main, &main::handle_signal>(this);
     sigint_watcher.start(SIGINT);
     sigterm_watcher.set<main, &main::handle_signal>(this);

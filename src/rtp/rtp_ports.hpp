@@ -2,21 +2,35 @@
 // The order in which local RTP ports are tried.
 #pragma once
 
+#include <optional>
+#include <string_view>
+
 namespace vocalink {
 
-/** Hands out the even ports 6000 to 64998, ascending and around. One counter serves all streams of
- *  the process, so that a port that was just given back is the last to be used again. */
+/** Even ports, from the first to the last of them. */
+struct port_range {
+    int first;
+    int last;
+};
+
+/** What every stream may use: 6000 to 64998. */
+inline constexpr port_range usual_ports{6000, 64998};
+
+/** The even ports of "FIRST-LAST"; none when the text is no range of ports that has one. */
+[[nodiscard]] std::optional<port_range> parse_port_range(std::string_view text);
+
+/** Hands out the ports of a range, ascending and around. One counter serves all streams of the
+ *  process, so that a port that was just given back is the last to be used again. */
 class rtp_ports {
   public:
-    static constexpr int lowest = 6000;
-    static constexpr int highest = 64998;
+    explicit rtp_ports(port_range range) : ports(range) {}
 
     /** The port that take() gives next. */
     [[nodiscard]] int next() const { return counter; }
 
     int take() {
         const int port = counter;
-        counter = port >= highest ? lowest : port + 2;
+        counter = port >= ports.last ? ports.first : port + 2;
         return port;
     }
 
@@ -24,7 +38,8 @@ class rtp_ports {
     void rewind(int port) { counter = port; }
 
   private:
-    int counter = lowest;
+    port_range ports;
+    int counter = ports.first;
 };
 
 } // namespace vocalink

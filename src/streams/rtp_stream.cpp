@@ -2,6 +2,7 @@
 // The RTP endpoint's construction, socket and end.
 #include "streams/rtp_stream.hpp"
 
+#include "base/config.hpp"
 #include "base/exceptions.hpp"
 #include "rtp/rtp_ports.hpp"
 #include "util/inet_text.hpp"
@@ -9,6 +10,7 @@
 #include "util/system_random.hpp"
 
 #include <cerrno>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -20,7 +22,18 @@ using util::log_line;
 
 namespace {
 
-rtp_ports local_ports;
+/** What to try, in this order: the ports that the options name, then the usual ones. */
+std::vector<rtp_ports>& local_ports() {
+    static std::vector<rtp_ports> ranges = [] {
+        std::vector<rtp_ports> made;
+        if (const char* const named = config::instance().port_range; named != nullptr) {
+            made.emplace_back(parse_port_range(named).value());
+        }
+        made.emplace_back(usual_ports);
+        return made;
+    }();
+    return ranges;
+}
 
 const sockaddr* generic(const sockaddr_in& address) {
     return reinterpret_cast<const sockaddr*>(&address);
@@ -97,20 +110,30 @@ util::unique_fd rtp_stream::new_udp_socket() {
 }
 
 void rtp_stream::bind_local() {
-    const int start = local_ports.next();
-    do {
-        local_addr.sin_port = htons(static_cast<std::uint16_t>(local_ports.take()));
-        if (::bind(fd.get(), generic(local_addr), sizeof local_addr) == 0) {
+    for (rtp_ports& ports : local_ports()) {
+        if (bind_to_one_of(ports)) {
             return;
+        }
+    }
+    throw stream_exception("No available UDP ports");
+}
+
+/** @return false when none of these ports is free */
+bool rtp_stream::bind_to_one_of(rtp_ports& ports) {
+    const int start = ports.next();
+    do {
+        local_addr.sin_port = htons(static_cast<std::uint16_t>(ports.take()));
+        if (::bind(fd.get(), generic(local_addr), sizeof local_addr) == 0) {
+            return true;
         }
         if (errno != EADDRINUSE && errno != EACCES) {
             // Not this port's fault but the address's: no other port would do.
             const int error = errno;
-            local_ports.rewind(start);
+            ports.rewind(start);
             refuse_address("could not bind socket: " + error_text(error));
         }
-    } while (local_ports.next() != start);
-    throw stream_exception("No available UDP ports");
+    } while (ports.next() != start);
+    return false;
 }
 
 void rtp_stream::refuse_address(const std::string& why) {

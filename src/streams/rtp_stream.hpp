@@ -28,11 +28,14 @@
 
 namespace vocalink {
 
+class rtp_ports;
+
 /** Sends and receives RTP over UDP (IPv4). Sends to whoever sent to it last.
  *  Deliberate: docs/behaviours.md#last-sender */
 class rtp_stream : public stream {
   public:
-    /** Binds the next free even port of local_ip.
+    /** Binds the next free even port of local_ip: of those that the option -p names, if one of them
+     *  is free, and otherwise of the usual ones.
      *  @param local_ip, remote_ip  dotted text
      *  @param remote_port  host order
      *  @throws stream_exception "No available UDP ports" when nothing can be bound or an address is
@@ -72,6 +75,7 @@ class rtp_stream : public stream {
     /** A non-blocking UDP socket. @throws stream_exception */
     static util::unique_fd new_udp_socket();
     void bind_local();
+    bool bind_to_one_of(rtp_ports& ports);
     void read_back_local_address();
     [[noreturn]] void refuse_address(const std::string& why);
 

@@ -56,12 +56,15 @@ TEST_F(daemon_test, failures_at_start_are_fatal_to_daemon_and_client) {
     start();
     const std::string out = daemon->directory_path() + "/out";
     for (const auto& [option, text] :
-         {std::pair("-r ", "-- remote: fatal error connecting to remote socket: "),
-          std::pair("-s ", "-- main: fatal error 20 when binding to listen socket: ")}) {
+         {std::pair("-r ", "-- remote: fatal error connecting to remote socket: Not a directory\n"),
+          std::pair("-s ",
+                    "-- main: fatal error 20 when binding to listen socket: Not a directory\n"),
+          std::pair("-p 7001-7001 -s ",
+                    "-- main: fatal error 22 in the port range 7001-7001: Invalid argument\n")}) {
         const std::string program = "/proc/" + std::to_string(daemon->pid()) + "/exe " + option;
         const int status = std::system((program + out + "/control > " + out + " 2>&1").c_str());
         EXPECT_EQ(WEXITSTATUS(status), 1);
-        EXPECT_TRUE(content(out).ends_with(std::string("\n") + text + "Not a directory\n"));
+        EXPECT_TRUE(("\n" + content(out)).ends_with(std::string("\n") + text)) << content(out);
     }
 }
 

@@ -99,4 +99,14 @@ TEST_F(relay_test, local_ports_ascend_and_bad_addresses_are_refused_at_once) {
     expect_reply(new_stream("c", "PCMU"), "SUCCESS 6006 " + local_ip);
 }
 
+TEST_F(relay_test, own_port_range_comes_first_and_the_usual_one_when_it_is_exhausted) {
+    start({"-p", "20001-20005"});
+    const harness::rtp_peer taken(local_ip, 20002);
+    expect_reply(new_stream("a", "PCMU"), "SUCCESS 20004 " + local_ip);
+    expect_reply(new_stream("b", "PCMU"), "SUCCESS 6000 " + local_ip);
+    control->command("delete stream a");
+    expect_reply(new_stream("c", "PCMU"), "SUCCESS 20004 " + local_ip);
+    expect_reply(new_stream("d", "PCMU"), "SUCCESS 6002 " + local_ip);
+}
+
 } // namespace vocalink::system_tests

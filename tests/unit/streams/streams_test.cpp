@@ -59,10 +59,19 @@ TEST(mixer, saturates_the_whole_sum_and_nothing_before_it) {
 }
 
 TEST(rtp_ports, go_up_by_two_and_around) {
-    rtp_ports ports;
+    rtp_ports ports(usual_ports);
     ports.rewind(64996);
     EXPECT_EQ((std::array{ports.take(), ports.take(), ports.take()}),
               (std::array{64996, 64998, 6000}));
+}
+
+TEST(rtp_ports, are_read_as_a_range_with_an_even_port) {
+    const auto read = parse_port_range("7001-7003");
+    EXPECT_TRUE(read && read->first == 7002 && read->last == 7002);
+    for (const char* text : {"", "-", "7000", "7000-", "-7000", "7001-7001", "7002-7000", "0-7000",
+                             "7000-65536", "7000-7002x", " 7000-7002", "7000--7002"}) {
+        EXPECT_FALSE(parse_port_range(text)) << text;
+    }
 }
 
 bytes event(int sequence, std::uint32_t timestamp, bool marker, std::uint8_t duration_by_256) {

@@ -47,6 +47,7 @@ main::main(const char* path) : socket_path(path) {
 int main::run() {
     struct ev_loop* const loop = ev_default_loop(0);
     log_line("main") << "entering event loop";
+    service_manager.ready();
     ev_run(loop, 0);
     log_line("main") << "exiting event loop";
     return 0;
@@ -54,6 +55,7 @@ int main::run() {
 
 void main::stop() {
     log_line("main") << "shutting down";
+    service_manager.stopping();
     while (!connections.empty()) {
         delete connections.begin()->second; // takes itself out of the map
     }

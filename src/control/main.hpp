@@ -9,6 +9,7 @@
 #include "recording/rec_mover_thread.hpp"
 #include "util/event_loop.hpp"
 #include "util/loop_calls.hpp"
+#include "util/service_notifier.hpp"
 #include "util/signal.hpp"
 #include "util/unique_fd.hpp"
 
@@ -58,6 +59,7 @@ class main {
     void split_notices(std::string_view chunk);
     void deliver_notice(const std::string& line);
 
+    util::service_notifier service_manager;
     ev::sig sigint_watcher;
     ev::sig sigterm_watcher;   // what service managers send
     util::unique_fd listen_fd; // the listening socket

@@ -6,6 +6,8 @@
 #include <filesystem>
 
 #include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 
 namespace vocalink::system_tests {
@@ -95,6 +97,54 @@ TEST_F(daemon_test, second_daemon_takes_the_socket_and_keeps_it_when_the_first_e
     harness::controller late(first.socket_path());
     EXPECT_EQ(daemon->stop(), 0);
     EXPECT_FALSE(fs::exists(first.socket_path()));
+}
+
+/** The socket of a service manager, which starts whom the test starts. */
+class service_manager {
+  public:
+    /** @param name  a path, or "@" and a name in the abstract namespace */
+    explicit service_manager(const std::string& name) {
+        sockaddr_un address{AF_UNIX, {}};
+        name.copy(address.sun_path, sizeof address.sun_path - 1);
+        std::replace(address.sun_path, address.sun_path + 1, '@', '\0');
+        socket.reset(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        const auto length = static_cast<socklen_t>(sizeof address.sun_family + name.size());
+        EXPECT_EQ(::bind(socket.get(), reinterpret_cast<sockaddr*>(&address), length), 0);
+        ::setenv("NOTIFY_SOCKET", name.c_str(), 1);
+        ::setenv("WATCHDOG_USEC", "20000", 1);
+    }
+    ~service_manager() {
+        ::unsetenv("NOTIFY_SOCKET");
+        ::unsetenv("WATCHDOG_USEC");
+    }
+
+    std::string receive() {
+        char text[100];
+        const bool came = harness::wait_readable(socket.get(), harness::ends_after(5s));
+        const ssize_t got = came ? ::recv(socket.get(), text, sizeof text, 0) : 0;
+        return {text, static_cast<std::size_t>(std::max<ssize_t>(got, 0))};
+    }
+
+  private:
+    util::unique_fd socket;
+};
+
+TEST_F(daemon_test, tells_its_service_manager_and_feeds_its_watchdog) {
+    const harness::temporary_directory directory;
+    for (const std::string& name :
+         {directory.path() + "/notify", "@vocalink-" + std::to_string(::getpid())}) {
+        service_manager manager(name);
+        start();
+        EXPECT_EQ(manager.receive(), "READY=1");
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_EQ(manager.receive(), "WATCHDOG=1");
+        }
+        EXPECT_EQ(daemon->stop(), 0);
+        std::string last;
+        while ((last = manager.receive()) == "WATCHDOG=1") {
+        }
+        EXPECT_EQ(last, "STOPPING=1");
+    }
 }
 
 TEST_F(daemon_test, empty_bridge_ends_when_its_time_has_passed_but_no_bridge_with_members) {

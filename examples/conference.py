@@ -1,57 +1,24 @@
 #!/usr/bin/env python3
-"""A small conference on a running vocalink daemon, with Python's standard library alone.
+"""A small conference on a running vocalink daemon, with the daemon's Python client.
 
     conference.py SOCKET LOCAL_IP NAME=IP:PORT[/ENCODING] ...
 
 Everybody hears a tone when somebody joins, each party is recorded, and the keys of the telephones
 work: "*" mutes and unmutes its party, "#" takes it out of the conference. Runs until the last party
-has gone or it is interrupted; the daemon then deletes what is left.
+has gone or it is interrupted; the daemon then deletes what is left. In the source tree it needs
+PYTHONPATH=clients/python.
 """
 
+import asyncio
 import math
 import os
-import socket
 import sys
 import tempfile
-from collections import deque
 
-STAR, POUND = 10, 11  # event codes of RFC 4733
+import vocalink
+from vocalink import Notice
 
-
-class Controller:
-    """One connection to the control socket: a reply for each command, notices in between."""
-
-    def __init__(self, path):
-        self.socket = socket.socket(socket.AF_UNIX)
-        self.socket.connect(path)
-        self.lines = self.socket.makefile("r", newline="\n")
-        self.notices = deque()
-        assert self.lines.readline() == "RECOVER_OK\n"
-
-    def command(self, *words):
-        """Sends one command; returns the words behind SUCCESS."""
-        line = " ".join('"%s"' % word.replace("\\", "\\\\").replace('"', '\\"') for word in words)
-        self.socket.sendall(line.encode() + b"\n")
-        while True:
-            reply = self.read_line()
-            if reply.startswith("SUCCESS"):
-                return reply.split()[1:]
-            if reply.startswith("ERROR"):
-                raise RuntimeError(f"{line}: {reply}")
-            self.notices.append(reply)
-
-    def notice(self):
-        """The next notice, in words."""
-        while True:
-            line = self.notices.popleft() if self.notices else self.read_line()
-            if line:
-                return line.split()
-
-    def read_line(self):
-        line = self.lines.readline()
-        if not line:
-            raise EOFError("the daemon has gone")
-        return line.rstrip("\n")
+STAR, POUND = "10", "11"  # event codes of RFC 4733
 
 
 def ulaw(sample):
@@ -71,75 +38,77 @@ def write_join_tone(path):
 
 
 class Conference:
-    def __init__(self, control, tone):
-        self.control = control
+    def __init__(self, link, tone):
+        self.link = link
         self.tone = tone
         self.parties = set()
         self.muted = set()
         self.tones = 0
-        control.command("new", "conference", "conference")
 
-    def add(self, name, local_ip, remote, encoding):
+    async def add(self, name, local_ip, remote, encoding):
         ip, port = remote.rsplit(":", 1)
-        local_port, local = self.control.command("new", "rtp_stream", name, local_ip, ip, port, encoding)
-        path, = self.control.command("recording", "start", name, name, "pcap")
-        self.control.command("join", "conference", name)
+        reply = await self.link.command("new", "rtp_stream", name, local_ip, ip, port, encoding)
+        local_port, local = reply.split()
+        path = await self.link.command("recording", "start", name, name, "pcap")
+        await self.link.command("join", "conference", name)
         self.parties.add(name)
         print(f"{name} sends to {local}:{local_port}, recorded in {path}", flush=True)
-        self.play_tone()
+        await self.play_tone()
 
-    def play_tone(self):
+    async def play_tone(self):
         self.tones += 1
-        self.control.command("new", "sound_stream", f"tone {self.tones}", self.tone, "noloop", "PCMU")
-        self.control.command("join", "conference", f"tone {self.tones}")
+        tone = f"tone {self.tones}"
+        await self.link.command("new", "sound_stream", tone, self.tone, "noloop", "PCMU")
+        await self.link.command("join", "conference", tone)
 
-    def key(self, name, event):
+    async def key(self, name, event):
         if event == STAR and name in self.muted:
-            self.control.command("clear", "stream", name, "restricted")
+            await self.link.command("clear", "stream", name, "restricted")
             self.muted.discard(name)
             print(f"{name} speaks again", flush=True)
         elif event == STAR:
             # A restricted stream without targets is heard by nobody.
-            self.control.command("set", "stream", name, "restricted")
+            await self.link.command("set", "stream", name, "restricted")
             self.muted.add(name)
             print(f"{name} is muted", flush=True)
         elif event == POUND:
-            counts = self.control.command("delete", "stream", name)
-            self.gone(name, " ".join(counts))
+            self.gone(name, await self.link.command("delete", "stream", name))
 
-    def gone(self, name, why):
+    def gone(self, name, statistics):
         self.parties.discard(name)
         self.muted.discard(name)
-        print(f"{name} has left, {why}", flush=True)
+        print(f"{name} has left, {statistics}", flush=True)
 
-    def run(self):
+    async def run(self):
         while self.parties:
-            match self.control.notice():
-                case ["DTMF_START", "STREAM", name, "EVENT", event, *_] if name in self.parties:
-                    self.key(name, int(event))
-                case ["TIMEOUT", "STREAM", name, *counts] if name in self.parties:
-                    self.gone(name, " ".join(counts))
-                case ["REC_STARTED" | "REC_FINISHED" as what, file, name]:
+            match await self.link.notice():
+                case Notice("DTMF_START", {"stream": name, "event": event}) if name in self.parties:
+                    await self.key(name, event)
+                case Notice("TIMEOUT", {"stream": name, "statistics": statistics}) \
+                        if name in self.parties:
+                    self.gone(name, statistics)
+                case Notice("REC_STARTED" | "REC_FINISHED" as what, {"file": file, "stream": name}):
                     print(f"{what.lower()} {file} of {name}", flush=True)
 
 
-def main():
+async def main():
     if len(sys.argv) < 4:
         sys.exit(__doc__)
-    control = Controller(sys.argv[1])
     with tempfile.TemporaryDirectory() as directory:
         tone = os.path.join(directory, "join.ulaw")
         write_join_tone(tone)
-        conference = Conference(control, tone)
-        for party in sys.argv[3:]:
-            name, _, address = party.partition("=")
-            remote, _, encoding = address.partition("/")
-            conference.add(name, sys.argv[2], remote, encoding or "PCMU")
-        try:
-            conference.run()
-        except KeyboardInterrupt:
-            pass
+        async with await vocalink.connect(sys.argv[1]) as link:
+            conference = Conference(link, tone)
+            await link.command("new", "conference", "conference")
+            for party in sys.argv[3:]:
+                name, _, address = party.partition("=")
+                remote, _, encoding = address.partition("/")
+                await conference.add(name, sys.argv[2], remote, encoding or "PCMU")
+            await conference.run()
 
 
 if __name__ == "__main__":
-    main()
+    try:
+        asyncio.run(main())
+    except KeyboardInterrupt:
+        pass

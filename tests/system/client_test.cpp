@@ -129,8 +129,9 @@ TEST_F(client_test, examples_connect_telephones_and_tell_of_their_keys) {
     leg anna = new_phone(), bruno = new_phone();
     const std::string connection = daemon->socket_path() + " " + local_ip;
     FILE* const conference =
-        open("python3 " VOCALINK_SOURCE_DIR "/examples/conference.py " + connection +
-             " anna=" + address(anna) + " bruno=" + address(bruno));
+        open("PYTHONPATH=" VOCALINK_SOURCE_DIR "/clients/python PYTHONDONTWRITEBYTECODE=1 "
+             "python3 " VOCALINK_SOURCE_DIR "/examples/conference.py " +
+             connection + " anna=" + address(anna) + " bruno=" + address(bruno));
     find_port(anna, "anna");
     find_port(bruno, "bruno");
     const std::pair<std::uint8_t, const char*> keys[] = {{10, "anna is muted\n"},

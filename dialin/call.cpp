@@ -18,7 +18,6 @@ using namespace std::chrono_literals;
 
 constexpr auto longest_wait = 3750ms; // for the daemon, so that the caller hears within 4 s
 constexpr int looks = 6;              // for packets in the time that a caller may be silent
-constexpr const char* retry_after_s = "10";
 
 } // namespace
 

@@ -19,6 +19,9 @@
 
 namespace vocalink::dialin {
 
+/** When a refused caller may try again, as the header wants it. */
+inline constexpr const char* retry_after_s = "10";
+
 /** Owns the SIP stack, the link to the daemon, the calls and the rooms. */
 class exchange final : public link_listener {
   public:

@@ -23,7 +23,6 @@ namespace vocalink::dialin {
 namespace {
 
 constexpr const char* allowed_methods = "INVITE, ACK, BYE, CANCEL, OPTIONS, UPDATE, PRACK";
-constexpr const char* retry_after_s = "10";
 constexpr unsigned session_expires_s = 1'800; // RFC 4028; finds callers that vanish on hold
 constexpr unsigned least_session_s = 90;
 constexpr unsigned idle_connection_ms = 600'000; // telephones keep theirs through a call

@@ -6,6 +6,7 @@ namespace vocalink {
 
 /** Everything runs at 8 kHz. */
 inline constexpr int samples_per_ms = 8;
+inline constexpr int samples_per_second = 1000 * samples_per_ms;
 
 /** Samples of the longest frame, 30 ms, and of the usual one, 20 ms. */
 inline constexpr int max_frame_samples = 240;

@@ -2,6 +2,7 @@
 // How early packets come before the tick that plays them, and how early they should.
 #include "audio/playout_delay.hpp"
 
+#include "audio/frame.hpp"
 #include "audio/voice_packet.hpp"
 
 #include <algorithm>
@@ -13,7 +14,6 @@ namespace {
 
 constexpr double frame_s = 0.020;
 constexpr double frame_ms = 20;
-constexpr double samples_per_second = 8000;
 
 /** Up to five ticks may come at once to catch up; what is later than that never comes. */
 constexpr double most_caught_up_s = 4 * frame_s;

@@ -2,6 +2,8 @@
 // Where each packet of a speaker belongs, and what became of those that were expected.
 #include "audio/playout_source.hpp"
 
+#include "audio/frame.hpp"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -9,8 +11,6 @@
 namespace vocalink {
 
 namespace {
-
-constexpr double samples_per_second = 8000;
 
 /** A sequence number further ahead belongs to another count (RFC 3550 A.1). */
 constexpr int max_steps_ahead = 3000;

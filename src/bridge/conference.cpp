@@ -10,7 +10,7 @@ namespace {
 
 using sum_samples = std::array<std::int32_t, tick_samples>;
 
-constexpr tick_frame silence{};
+constexpr tick_frame silent_tick{};
 
 void add(sum_samples& sum, const tick_frame& frame) {
     for (std::size_t i = 0; i < tick_samples; ++i) {
@@ -119,14 +119,14 @@ void conference::answer(const seat& listener, double due_s) {
         saturate(out, heard);
     } else if (restricted.empty()) {
         if (open_speakers == 0) {
-            listener.leg->hear(silence, due_s);
+            listener.leg->hear(silent_tick, due_s);
             return;
         }
-        saturate_without(out, open_sum, own_is_open ? *listener.said : silence);
+        saturate_without(out, open_sum, own_is_open ? *listener.said : silent_tick);
     } else {
         sum_frame heard = open_sum;
         add_restricted(heard, listener);
-        saturate_without(out, heard, own_is_open ? *listener.said : silence);
+        saturate_without(out, heard, own_is_open ? *listener.said : silent_tick);
     }
     listener.leg->hear(out, due_s);
 }

@@ -19,7 +19,7 @@ bool receives_mix(const stream& member) {
 }
 
 /** Subtracted from a sum that does not contain the listener's own frame. */
-constexpr std::array<short, max_frame_samples> silence{};
+constexpr std::array<short, max_frame_samples> silent_frame{};
 
 } // namespace
 
@@ -83,7 +83,8 @@ void relay_mix::mix_for(stream& listener) {
 }
 
 void relay_mix::mix_all_heard(stream& listener) {
-    const short* const own = listener.is_restricted() ? silence.data() : listener.incoming_packet();
+    const short* const own =
+        listener.is_restricted() ? silent_frame.data() : listener.incoming_packet();
     if (special_speakers.empty()) {
         listener.mix_without(open_sum, own);
         return;

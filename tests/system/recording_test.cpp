@@ -16,7 +16,6 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t pcap_header_bytes = 24;
 constexpr std::size_t pcmu_record_bytes = 48 + 12 + 160;
-const bytes speech = random_bytes(160, 1);
 
 class recording_test : public system_test {
   protected:
@@ -101,11 +100,11 @@ TEST_F(recording_test, every_type_holds_its_packets_to_the_byte) {
     for (const char* type : {"g729_out", "pcap", "ulaw_in", "ulaw_out"}) {
         expect_notice("FINISHED", files[type]);
     }
-    std::string silence; // two frames lost, and two of the digit
+    std::string concealed; // two frames lost, and two of the digit
     for (int i = 0; i < 4 * 80; ++i) {
-        silence += "\x7F\xFF";
+        concealed += "\x7F\xFF";
     }
-    EXPECT_EQ(stored(files["ulaw_in"]), payload_of(first) + silence + payload_of(last));
+    EXPECT_EQ(stored(files["ulaw_in"]), payload_of(first) + concealed + payload_of(last));
     EXPECT_EQ(stored(files["g729_in"]), stored(files["ulaw_in"]));
     EXPECT_EQ(stored(files["ulaw_out"]), payload_of(answer));
     EXPECT_EQ(stored(files["g729_out"]), payload_of(answer));

@@ -8,8 +8,6 @@ using relay_test = system_test;
 
 namespace {
 
-const bytes speech = random_bytes(160, 1);
-
 /** A packet with another first byte, which holds version, padding, extension and source count. */
 bytes packet_with(int first_byte, std::size_t payload_bytes) {
     bytes packet = harness::rtp_packet_bytes(pcmu, 1, 2, 3, random_bytes(payload_bytes, 4));

@@ -32,6 +32,9 @@ inline bytes random_bytes(std::size_t count, unsigned seed) {
     return made;
 }
 
+/** One frame of 20 ms in PCMU. */
+inline const bytes speech = random_bytes(160, 1);
+
 /** How often part stands in text. */
 inline int occurrences(const std::string& text, const std::string& part) {
     int count = -1;

@@ -9,6 +9,18 @@
 
 namespace vocalink {
 
+namespace {
+
+/** A relayed packet that its sender repeats, or sends late, is protected like any other: refusing it
+ *  would put it on the network in clear. The widest window that libsrtp has takes every number but
+ *  the one 32,768 below the highest. */
+void protect_repeated_and_late_packets(srtp_policy_t& policy) {
+    policy.allow_repeat_tx = 1;
+    policy.window_size = 0x7FFF;
+}
+
+} // namespace
+
 const char* srtp_error(srtp_err_status_t status) {
     static constexpr const char* texts[] = {
         "nothing to report",
@@ -51,6 +63,9 @@ srtp_session::srtp_session(srtp_ssrc_type_t direction,
     policy.ssrc.type = direction;
     policy.ssrc.value = 0;
     policy.key = key.data();
+    if (direction == ssrc_any_outbound) {
+        protect_repeated_and_late_packets(policy);
+    }
     srtp_t made = nullptr;
     creation_status = srtp_create(&made, &policy);
     if (creation_status == srtp_err_status_ok) {

@@ -44,6 +44,10 @@ TEST_F(srtp_test, peer_and_plain_leg_understand_each_other_through_wraps_sources
         EXPECT_EQ(relayed(plain, sent, secret), first.crypt(sent, rollovers)) << sequence;
         EXPECT_EQ(relayed(secret, second.crypt(sent, rollovers), plain), sent) << sequence;
     }
+    for (const auto& [sequence, rollovers] : {std::pair(3, 1), std::pair(40'000, 0)}) {
+        const bytes sent = packet(sequence);
+        EXPECT_EQ(relayed(plain, sent, secret), first.crypt(sent, rollovers)) << "not a new one";
+    }
     set_keys("b", raw_key, base64_key);
     const bytes sent = packet(3); // taken before, and without a wrap: the old sessions are gone
     EXPECT_EQ(relayed(plain, sent, secret), second.crypt(sent));

@@ -34,8 +34,8 @@ class pending_reply {
         }
     }
 
-    /** Whether the controller has gone, and the work should be undone. */
-    [[nodiscard]] bool is_abandoned() const { return abandoned; }
+    /** Called when the controller goes before the rest has run. */
+    std::function<void()> undo;
 
   private:
     friend class command_run;

@@ -50,6 +50,9 @@ command_run::~command_run() {
     if (awaited) {
         awaited->abandoned = true;
         awaited->finished.disconnect(&caller, &connection::handle_finished_reply);
+        if (awaited->undo) {
+            awaited->undo();
+        }
     }
 }
 

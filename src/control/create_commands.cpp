@@ -120,6 +120,7 @@ command_result create_wav_stream(connection& caller, const std::string& id, word
     };
     const auto opened = std::make_shared<opening>(opening{nullptr, words[0]});
     const auto reply = std::make_shared<pending_reply>();
+    reply->undo = [opened] { opened->file.reset(); }; // at once: the file writer may stop next
     opened->file = std::make_unique<wav_recording>(
         caller.name, opened->recording_name, id, [opened, reply, id](int error) {
             reply->finish([opened, id, error](owned_objects& owner) -> command_result {

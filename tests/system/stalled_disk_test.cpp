@@ -82,6 +82,20 @@ TEST_F(stalled_disk_test, only_the_controller_that_opens_a_file_waits) {
     })) << "the recording of the controller that left";
 }
 
+TEST_F(stalled_disk_test, interrupt_finishes_a_file_that_is_being_opened) {
+    harness::controller other(daemon->socket_path());
+    {
+        const stalled_workers stalled(daemon->pid());
+        control->send("new wav_stream w r\n");
+        EXPECT_EQ(other.command("recover"), "RECOVER_OK"); // a later turn
+        ::kill(daemon->pid(), SIGINT);
+        EXPECT_TRUE(!control->read_line() && control->ended());
+    }
+    EXPECT_EQ(daemon->stop(), 0);
+    EXPECT_EQ(std::distance(fs::directory_iterator(directory.path()), {}), 1) << "the sound";
+    EXPECT_EQ(std::distance(fs::directory_iterator(store.path()), {}), 1);
+}
+
 TEST_F(stalled_disk_test, sound_file_pauses_and_goes_on) {
     auto legs = new_call({"PCMU"});
     expect_reply("new sound_stream s " + sound + " loop PCMU", "SUCCESS " + sound + " loop");

@@ -64,12 +64,13 @@ TEST_F(command_run_test, replies_with_an_error_when_memory_or_the_library_fails)
 }
 
 TEST_F(command_run_test, abandons_the_reply_when_it_ends_first) {
+    int undone = 0;
     {
         command_run cut_short(*caller, {.text = "open"}, reply_later);
         EXPECT_EQ(cut_short.proceed(), std::nullopt);
-        EXPECT_FALSE(owed->is_abandoned());
+        owed->undo = [&undone] { undone += 1; };
     }
-    EXPECT_TRUE(owed->is_abandoned());
+    EXPECT_EQ(undone, 1);
     owed->finish([](owned_objects&) -> command_result {
         ADD_FAILURE() << "nobody is left to reply to";
         return "";

@@ -5,11 +5,11 @@
 #include "util/child_process.hpp"
 #include "util/retry.hpp"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -56,29 +56,43 @@ int rename_unless_taken(const std::string& source, const std::string& destinatio
     return ::rename(source.c_str(), destination.c_str()) == 0 ? 0 : errno;
 }
 
-/** A hidden name beside the destination. The end of a long name is what makes it unique. */
-std::string name_while_moving(const std::string& destination) {
-    constexpr std::size_t longest = 200;
-    const std::size_t name_at = destination.rfind('/') + 1;
-    const std::size_t kept_at =
-        std::max(name_at, destination.size() > longest ? destination.size() - longest : 0);
-    return destination.substr(0, name_at) + "." + destination.substr(kept_at) + ".part";
-}
+/** A hidden directory beside a file, of this process alone. A file in it has its own name, however
+ *  long that is. Goes at the end if nothing is left in it. */
+class hidden_directory {
+  public:
+    explicit hidden_directory(const std::string& file)
+        : path(file.substr(0, file.rfind('/') + 1) + ".moving-" + std::to_string(::getpid())),
+          error(::mkdir(path.c_str(), 0777) == 0 || errno == EEXIST ? 0 : errno) {}
+    hidden_directory(const hidden_directory&) = delete;
+    hidden_directory& operator=(const hidden_directory&) = delete;
+    ~hidden_directory() { ::rmdir(path.c_str()); }
 
-/** Copies to a hidden name first, so that the announced file is whole or absent. */
+    const std::string path;
+    const int error; // 0, or why there is no such directory
+};
+
+/** Copies into a hidden directory first, so that the announced file is whole or absent. */
 int move_across(const std::string& source, const std::string& destination) {
     if (!is_gone(destination)) {
         return EEXIST;
     }
-    const std::string part = name_while_moving(destination);
-    if (const int error = run_mv(source, part); error != 0) {
+    const hidden_directory hidden(destination);
+    const std::string copy = hidden.path + "/" + destination.substr(destination.rfind('/') + 1);
+    if (hidden.error != 0) {
+        return hidden.error;
+    }
+    if (const int error = run_mv(source, copy); error != 0) {
         return error;
     }
     if (!is_gone(source)) {
-        ::unlink(part.c_str());
+        ::unlink(copy.c_str());
         return 0; // mv has said why
     }
-    return rename_unless_taken(part, destination);
+    const int error = rename_unless_taken(copy, destination);
+    if (error != 0) {
+        (void)run_mv(copy, source); // the name was taken meanwhile
+    }
+    return error;
 }
 
 } // namespace

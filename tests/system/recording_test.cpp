@@ -186,8 +186,14 @@ TEST_F(recording_test, killed_daemon_leaves_readable_files_but_for_the_last_seco
     EXPECT_TRUE(sent.starts_with(written) && written.size() >= settled) << written.size();
     const std::string recover =
         VOCALINK_SOURCE_DIR "/scripts/vocalink-recover-recordings '" + work + "' \"" + store + "\"";
+    const std::string moved = std::string(250, 'm') + ".ulaw";
+    fs::create_directory(store + "/.moving-1");
+    std::ofstream(store + "/.moving-1/" + moved) << "whole";
+    std::ofstream(store + "/.moving-1/" + raw) << "cut";
     EXPECT_EQ(std::system(recover.c_str()), 0);
     EXPECT_EQ(stored(raw), written);
+    EXPECT_EQ(stored(moved), "whole");
+    EXPECT_EQ(std::distance(fs::directory_iterator(store), {}), 2);
     std::ofstream(work + "/" + raw) << "another of that name";
     EXPECT_NE(std::system((recover + " 2> /dev/null").c_str()), 0);
     EXPECT_EQ(stored(raw), written);

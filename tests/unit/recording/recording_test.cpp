@@ -67,7 +67,7 @@ TEST(recording_move, takes_names_as_they_are_and_overwrites_nothing) {
     fs::current_path(directory.path()); // so that a name can begin with a hyphen
     for (const std::string& name :
          {std::string("-f"), std::string("a  b"), std::string("'\"\\;$(touch x)`touch x`&"),
-          std::string(240, 'n')}) {
+          std::string(254, 'n')}) {
         for (const std::string& target : {"-" + name, (elsewhere / name).string()}) {
             std::ofstream(name) << name;
             EXPECT_EQ(move_file(name, target), 0);

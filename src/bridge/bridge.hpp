@@ -39,7 +39,6 @@ class bridge {
      *  @throws bridge_exception when there is no such member */
     void remove_stream(std::string stream_id);
 
-    [[nodiscard]] int stream_count() const { return static_cast<int>(streams.size()); }
     /** The member of that id, or null. */
     [[nodiscard]] stream* find_stream(const std::string& stream_id) const;
     /** The members by id, for listings; each join and leave changes the map. */

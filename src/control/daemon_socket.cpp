@@ -32,8 +32,7 @@ util::unique_fd connect_to_daemon(const char* path) {
     }
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, path != nullptr ? path : default_daemon_path,
-                 sizeof address.sun_path - 1);
+    std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
     if (::connect(connected.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
         0) {
         fatal(" connecting to remote socket: ");

@@ -8,11 +8,8 @@
 
 namespace vocalink {
 
-/** Where a client connects when it is given no path at all. */
-inline constexpr const char* default_daemon_path = "/tmp/vocalink.sock";
-
 /** Connects to a daemon. Logs why it cannot and ends the process with status 1.
- *  @param path  cut to 107 bytes; null for the default */
+ *  @param path  cut to 107 bytes */
 [[nodiscard]] util::unique_fd connect_to_daemon(const char* path);
 
 /** Writes all of it, waiting for a reader that is slow. @return false with errno */

@@ -24,8 +24,7 @@ constexpr std::size_t buffer_bytes = 262144;
 } // namespace
 
 remote::remote(const char* path) : buffer(buffer_bytes) {
-    log_line("remote") << "connecting to socket file "
-                       << (path != nullptr ? path : default_daemon_path);
+    log_line("remote") << "connecting to socket file " << path;
     socket = connect_to_daemon(path);
     stdin_watcher.set<remote, &remote::handle_stdin>(this);
     stdin_watcher.start(STDIN_FILENO, ev::READ);

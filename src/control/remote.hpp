@@ -16,7 +16,7 @@ namespace vocalink {
 class remote {
   public:
     /** Ends the process with status 1 when it cannot connect.
-     *  @param path  cut to 107 bytes; null for "/tmp/vocalink.sock" */
+     *  @param path  cut to 107 bytes */
     explicit remote(const char* path);
     remote(const remote&) = delete;
     remote& operator=(const remote&) = delete;

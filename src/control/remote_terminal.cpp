@@ -36,8 +36,7 @@ bool is_reply(std::string_view line) {
 } // namespace
 
 remote_terminal::remote_terminal(const char* path) {
-    log_line("remote") << "connecting to socket file "
-                       << (path != nullptr ? path : default_daemon_path);
+    log_line("remote") << "connecting to socket file " << path;
     socket = connect_to_daemon(path);
     terminal_watcher.set<remote_terminal, &remote_terminal::handle_terminal>(this);
     terminal_watcher.start(STDIN_FILENO, ev::READ);

@@ -17,7 +17,7 @@ namespace vocalink {
 class remote_terminal {
   public:
     /** Ends the process with status 1 when it cannot connect.
-     *  @param path  cut to 107 bytes; null for the default */
+     *  @param path  cut to 107 bytes */
     explicit remote_terminal(const char* path);
     remote_terminal(const remote_terminal&) = delete;
     remote_terminal& operator=(const remote_terminal&) = delete;

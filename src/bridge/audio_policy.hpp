@@ -7,11 +7,18 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace vocalink {
 
 /** The members of a bridge, by id. */
 using bridge_members = std::map<std::string, stream*>;
+
+/** What a policy is and does at the moment, in words. */
+struct audio_mode {
+    std::string_view kind; // that creates its bridges
+    std::string_view mode; // "empty", "drain", "relay" or "mix"
+};
 
 /** Moves audio between the members of one bridge, which owns this and keeps the membership. Loop
  *  thread only. */
@@ -28,6 +35,8 @@ class audio_policy {
     /** The stream has just ceased to be a member. It may be ending, with its derived part gone: only
      *  the base part of it may be used. */
     virtual void left(stream& member) = 0;
+
+    [[nodiscard]] virtual audio_mode mode() const = 0;
 };
 
 /** Makes the policy of a bridge.

@@ -39,6 +39,7 @@ class bridge {
      *  @throws bridge_exception when there is no such member */
     void remove_stream(std::string stream_id);
 
+    [[nodiscard]] audio_mode mode() const { return audio->mode(); }
     /** The member of that id, or null. */
     [[nodiscard]] stream* find_stream(const std::string& stream_id) const;
     /** The members by id, for listings; each join and leave changes the map. */

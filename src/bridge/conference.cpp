@@ -64,6 +64,10 @@ void conference::left(stream& member) {
     }
 }
 
+audio_mode conference::mode() const {
+    return {"conference", seats.empty() ? "empty" : "mix"};
+}
+
 void conference::tick(double now_s, double due_s) {
     hear_out_members(now_s);
     sum_open_speakers();

@@ -24,6 +24,7 @@ class conference : public audio_policy, private tick_listener {
 
     void joined(stream& member) override;
     void left(stream& member) override;
+    [[nodiscard]] audio_mode mode() const override;
 
   private:
     struct seat {

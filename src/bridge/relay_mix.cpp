@@ -55,4 +55,14 @@ void relay_mix::left(stream&) {
     }
 }
 
+audio_mode relay_mix::mode() const {
+    if (streams.empty()) {
+        return {"vocalink", "empty"};
+    }
+    if (sync_second != nullptr) {
+        return {"vocalink", "relay"};
+    }
+    return {"vocalink", sync_first != nullptr ? "drain" : "mix"};
+}
+
 } // namespace vocalink

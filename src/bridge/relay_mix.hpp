@@ -19,6 +19,7 @@ class relay_mix : public audio_policy {
 
     void joined(stream& member) override;
     void left(stream& member) override;
+    [[nodiscard]] audio_mode mode() const override;
 
   private:
     // Synchronisation: relay_mix_sync.cpp

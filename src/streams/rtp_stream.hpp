@@ -63,6 +63,7 @@ class rtp_stream : public stream {
     void set_stream_payload(int payload_type) override;
     void set_stream_events(int payload_type) override;
     void output_line_stats(std::ostream& os) const override;
+    [[nodiscard]] std::string_view kind_word() const override { return "rtp_stream"; }
     [[nodiscard]] std::string list_stream() override;
     [[nodiscard]] std::unique_ptr<conference_leg> make_conference_leg() override;
     void enable_stream_loop() override;

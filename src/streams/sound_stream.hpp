@@ -29,6 +29,7 @@ class sound_stream : public timer_stream {
     int write_outgoing(const char* buf, int len) override;
     void dump_stats(std::ostream& os) override;
     void dump_detailed_stats(std::ostream& os) override;
+    [[nodiscard]] std::string_view kind_word() const override { return "sound_stream"; }
     [[nodiscard]] std::string list_stream() override;
     [[nodiscard]] std::unique_ptr<conference_leg> make_conference_leg() override;
 

@@ -19,6 +19,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vocalink {
@@ -162,6 +163,8 @@ class alignas(cache_line_bytes) stream {
     void output_packet_counts(std::ostream& os) const;
     /** What the line from the far end is like, " lost=N" and more; the base has no line. */
     virtual void output_line_stats(std::ostream& os) const;
+    /** The word that creates streams of this kind. */
+    [[nodiscard]] virtual std::string_view kind_word() const = 0;
     /** One row of addresses for the operator; no line end. */
     virtual void dump_stats(std::ostream& os) = 0;
     /** One row of counters for the operator; no line end. */

@@ -29,6 +29,7 @@ struct fake_stream : stream {
     }
     void dump_stats(std::ostream&) override {}
     void dump_detailed_stats(std::ostream&) override {}
+    std::string_view kind_word() const override { return "fake_stream"; }
     std::string list_stream() override { return id; }
     std::unique_ptr<conference_leg> make_conference_leg() override { return nullptr; }
 
@@ -125,6 +126,10 @@ TEST_F(bridge_test, chooses_how_audio_moves_at_every_join_and_leave) {
             : step[0] == 'l' ? b->remove_stream(id)
                              : (step[0] == 'j' ? *b : b2).add_stream(&member(id));
             EXPECT_EQ(mode(), expected) << step;
+            EXPECT_EQ(b->mode().mode, expected == "mix "        ? "mix"
+                                      : expected.ends_with('>') ? "drain"
+                                                                : "relay")
+                << step;
         } catch (const bridge_exception& refusal) {
             EXPECT_EQ(refusal.message, expected) << step;
         }

@@ -20,20 +20,20 @@ bool playout_buffer::accepts(int payload_type) const {
     return decoder.accepts(payload_type);
 }
 
-void playout_buffer::put(const voice_packet& packet, double now_s) {
+bool playout_buffer::put(const voice_packet& packet, double now_s) {
     const int samples = decoder.samples_in(packet.payload_type, packet.payload.size());
     if (samples == 0) {
-        return;
+        return false;
     }
     const packet_position position = source.locate(packet, samples, now_s);
     if (position.duplicate) {
         ++duplicate_packets;
-        return;
+        return true;
     }
     if (is_late(position, samples)) {
         ++late_packets;
         delay.arrived(position.place - play_position(), now_s);
-        return;
+        return true;
     }
     if (position.restarted) {
         begin_source();
@@ -49,6 +49,7 @@ void playout_buffer::put(const voice_packet& packet, double now_s) {
                   .samples = samples,
                   .payload_type = packet.payload_type},
                  packet.payload);
+    return true;
 }
 
 void playout_buffer::pass_over(std::uint32_t ssrc, std::uint16_t sequence) {

@@ -47,8 +47,8 @@ class playout_buffer {
     /** Whether packets of that type are decoded. */
     [[nodiscard]] bool accepts(int payload_type) const;
 
-    /** Takes a packet. One whose type or length does not fit is ignored. */
-    void put(const voice_packet& packet, double now_s);
+    /** Takes a packet. @return false for one whose type or length does not fit, which is ignored */
+    bool put(const voice_packet& packet, double now_s);
 
     /** Takes note of a packet of the speaker that carries no audio, whose number is not missing. */
     void pass_over(std::uint32_t ssrc, std::uint16_t sequence);

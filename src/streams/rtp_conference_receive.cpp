@@ -118,6 +118,7 @@ void rtp_stream::leg::take_packet(char* packet, int len, const sockaddr_in& send
     const bool readable = owner.unprotect(packet, len);
     auto view = readable ? parse_rtp(packet, len) : std::nullopt;
     if (!view) {
+        owner.no_rtp_packets += readable ? 1 : 0; // the others count as failed decryptions
         owner.count_incoming(len);
         return;
     }
@@ -140,9 +141,10 @@ void rtp_stream::leg::take_packet(char* packet, int len, const sockaddr_in& send
 }
 
 void rtp_stream::leg::take_audio(const rtp_view& view, double arrival_s) {
-    playout.put(
+    const bool fits = playout.put(
         {view.payload_type, view.sequence, view.timestamp, view.ssrc, view.marker, view.payload},
         arrival_s);
+    owner.wrong_size_packets += fits ? 0 : 1;
 }
 
 void rtp_stream::leg::take_event(const rtp_view& view, double arrival_s) {

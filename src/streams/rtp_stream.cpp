@@ -75,6 +75,7 @@ rtp_stream::rtp_stream(std::string stream_id, std::string local_ip, std::string 
 }
 
 rtp_stream::~rtp_stream() {
+    rtp_stream::settle_figures();
     if (sap) {
         sap->say_goodbye();
     }
@@ -91,7 +92,7 @@ rtp_stream::~rtp_stream() {
     report(unheard.suppressed(), "packets of another size than expected");
     report(handed_nothing.suppressed(), "packets of a partner without audio");
     report(size_mismatches.suppressed(), "packet size mismatches");
-    report(send_errors.suppressed(), "send errors");
+    report(send_refusals.suppressed(), "send errors");
 }
 
 util::unique_fd rtp_stream::new_udp_socket() {

@@ -12,6 +12,7 @@
 #include "rtp/rtp_view.hpp"
 #include "rtp/sap_announcer.hpp"
 #include "rtp/srtp_session.hpp"
+#include "streams/rtp_figures.hpp"
 #include "streams/stream.hpp"
 #include "util/event_loop.hpp"
 #include "util/repeat_guard.hpp"
@@ -63,6 +64,9 @@ class rtp_stream : public stream {
     void set_stream_payload(int payload_type) override;
     void set_stream_events(int payload_type) override;
     void output_line_stats(std::ostream& os) const override;
+    void settle_figures() override;
+    /** What all endpoints have settled; one that ends settles what is left. */
+    [[nodiscard]] static const rtp_figures& total_figures();
     [[nodiscard]] std::string_view kind_word() const override { return "rtp_stream"; }
     [[nodiscard]] std::string list_stream() override;
     [[nodiscard]] std::unique_ptr<conference_leg> make_conference_leg() override;
@@ -91,6 +95,7 @@ class rtp_stream : public stream {
     static bool is_cut_event(const rtp_view& view);
     bool classify(const rtp_view& view);
     void report_unknown_type(int payload_type);
+    void count_unheard(const rtp_view& view, int len, bool audio);
     void report_unheard(const rtp_view& view, int len);
 
     // Keys and codes: rtp_stream_events.cpp
@@ -114,6 +119,9 @@ class rtp_stream : public stream {
 
     // Announcement: rtp_stream_sap.cpp
     void enable_sap();
+
+    // Figures: rtp_stream_figures.cpp
+    [[nodiscard]] rtp_figures figures() const;
 
     // Hot: every packet.
     util::unique_fd fd;
@@ -143,12 +151,15 @@ class rtp_stream : public stream {
     std::unique_ptr<sap_announcer> sap; // of a stream that sends to a multicast group
     long long encrypt_failures = 0;
     long long decrypt_failures = 0;
+    rtp_figures settled_figures{};
+    long long no_rtp_packets = 0;      // received
+    long long wrong_size_packets = 0;  // of audio
     std::bitset<128> logged_types;     // unknown payload types that have had their log line
     long long suppressed_types = 0;    // packets of such types since
     util::repeat_guard unheard;        // packets of another size than this stream takes
     util::repeat_guard handed_nothing; // by a partner that read a packet that is not audio
     util::repeat_guard size_mismatches;
-    util::repeat_guard send_errors;
+    util::repeat_guard send_refusals; // by the system
 };
 
 } // namespace vocalink

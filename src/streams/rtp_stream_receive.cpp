@@ -115,8 +115,8 @@ std::span<const std::uint8_t> rtp_stream::audio_packet_data(char* packet, int le
     log_packet(pcap_in, packet, len, dir_in, audio);
     const bool lost = audio ? view.payload.size() != static_cast<std::size_t>(frame_bytes)
                             : !rtp_packet::is_rtp(packet, len);
-    if (lost) {
-        report_unheard(view, len);
+    if (lost && len > 0) {
+        count_unheard(view, len, audio);
     }
     if (!audio) {
         return {};
@@ -157,11 +157,20 @@ void rtp_stream::report_unknown_type(int payload_type) {
     log_line() << "-- stream(" << id << ") got packet of unknown payload type " << payload_type;
 }
 
-/** Logs once that packets count as received and are not heard. */
-void rtp_stream::report_unheard(const rtp_view& view, int len) {
-    if (len == 0 || !unheard.admit()) {
-        return;
+/** Counts a packet that is received and not heard, and logs the first. One of an unknown type has
+ *  been counted as that. */
+void rtp_stream::count_unheard(const rtp_view& view, int len, bool audio) {
+    if (view.payload.empty()) {
+        no_rtp_packets += 1;
+    } else if (audio) {
+        wrong_size_packets += 1;
     }
+    if (unheard.admit()) {
+        report_unheard(view, len);
+    }
+}
+
+void rtp_stream::report_unheard(const rtp_view& view, int len) {
     log_line told("stream", id);
     if (view.payload.empty()) {
         told << "got a packet of " << len << " bytes that is no RTP";

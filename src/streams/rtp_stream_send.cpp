@@ -106,7 +106,7 @@ int rtp_stream::send_packet(const char* pkt, int len) {
         return sent;
     }
     const int error = errno;
-    if (send_errors.admit()) {
+    if (send_refusals.admit()) {
         log_line() << "The err no is" << error_text(error);
         log_line("stream", id) << "future send errors for stream will be suppressed";
     }

@@ -163,6 +163,9 @@ class alignas(cache_line_bytes) stream {
     void output_packet_counts(std::ostream& os) const;
     /** What the line from the far end is like, " lost=N" and more; the base has no line. */
     virtual void output_line_stats(std::ostream& os) const;
+    /** Adds what this stream has counted since the last call to the sums of its kind; the base has
+     *  none. */
+    virtual void settle_figures() {}
     /** The word that creates streams of this kind. */
     [[nodiscard]] virtual std::string_view kind_word() const = 0;
     /** One row of addresses for the operator; no line end. */

@@ -15,6 +15,8 @@ class repeat_guard {
     /** Whether the one just counted is the last to be logged. */
     [[nodiscard]] bool at_limit() const { return count == limit; }
 
+    [[nodiscard]] long long total() const { return count; }
+
     /** Occurrences that were not logged. */
     [[nodiscard]] long long suppressed() const { return count > limit ? count - limit : 0; }
 

@@ -74,6 +74,16 @@ TEST(rtp_ports, are_read_as_a_range_with_an_even_port) {
     }
 }
 
+TEST(rtp_totals, never_go_back) {
+    rtp_totals totals;
+    rtp_figures told{}, present{};
+    for (const int lost : {5, 3, 5, 6}) { // a packet that comes late is no longer lost
+        present[lost_packets] = lost;
+        totals.add(told, present);
+    }
+    EXPECT_EQ(totals.figures()[lost_packets], 6);
+}
+
 bytes event(int sequence, std::uint32_t timestamp, bool marker, std::uint8_t duration_by_256) {
     return rtp_packet_bytes(101, sequence, timestamp, 9, bytes{5, 10, duration_by_256, 0}, marker);
 }

@@ -45,6 +45,21 @@ bool LoggingThread::is_behind() const {
     return waiting_bytes.load(std::memory_order_relaxed) >= max_waiting_bytes;
 }
 
+writer_figures LoggingThread::figures() const {
+    return {running, ended, waiting_bytes, refused, failed_to_write};
+}
+
+void LoggingThread::queue_open(OpenFileRequest* request) {
+    running += 1;
+    queue(request);
+}
+
+void LoggingThread::queue_close(CloseFileRequest* request) {
+    running -= 1;
+    ended += 1;
+    queue(request);
+}
+
 void LoggingThread::queue_block(WriteBlockRequest* request) {
     waiting_bytes += static_cast<long long>(request->block.memory_bytes());
     queue(request);
@@ -101,9 +116,11 @@ void LoggingThread::process_write(const WriteBlockRequest& request) {
         return;
     }
     announce(file);
+    const long long lost_before = file.lost_records();
     if (!file.write(request.block, buffer)) {
         report_write_error(file);
     }
+    failed_to_write += file.lost_records() - lost_before;
 }
 
 /** Tells the controller of the first data. */
@@ -125,6 +142,7 @@ void LoggingThread::report_write_error(const recording_file& file) {
 
 void LoggingThread::process_close(const CloseFileRequest& request) {
     recording_file& file = *request.file;
+    ended -= 1;
     if (!file.is_open()) {
         return;
     }
@@ -134,8 +152,9 @@ void LoggingThread::process_close(const CloseFileRequest& request) {
             << file.lost_records() << " records lost to a failed write";
     }
     log_line("recording", file.file_name) << "submitting move request " << file.file_name;
-    RecMoverThread::instance().queue(new MoveFileRequest(
-        file.owner, file.work_path(), file.store_path(), file.file_name, file.stream_id));
+    RecMoverThread::instance().queue_move(new MoveFileRequest(file.owner, file.work_path(),
+                                                              file.store_path(), file.file_name,
+                                                              file.stream_id, file.size_bytes()));
 }
 
 } // namespace vocalink

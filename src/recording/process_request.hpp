@@ -57,15 +57,17 @@ class MoveFileRequest : public ProcessRequest {
   public:
     static constexpr int tag = 0;
     MoveFileRequest(std::string owner_name, std::string from, std::string to, std::string name,
-                    std::string stream_id)
+                    std::string stream_id, long long size_bytes)
         : ProcessRequest(tag), owner(std::move(owner_name)), source(std::move(from)),
-          destination(std::move(to)), file_name(std::move(name)), info(std::move(stream_id)) {}
+          destination(std::move(to)), file_name(std::move(name)), info(std::move(stream_id)),
+          bytes(size_bytes) {}
 
     const std::string owner; // connection that gets the notice
     const std::string source;
     const std::string destination;
     const std::string file_name;
     const std::string info; // stream id
+    const long long bytes;  // in the file
 };
 
 /** Announces that a recording has data. For the mover. */

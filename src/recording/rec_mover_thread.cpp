@@ -31,6 +31,16 @@ RecMoverThread& RecMoverThread::instance() {
     return *newest;
 }
 
+void RecMoverThread::queue_move(MoveFileRequest* request) {
+    waiting_files += 1;
+    waiting_bytes += request->bytes;
+    queue(request);
+}
+
+mover_figures RecMoverThread::figures() const {
+    return {waiting_files, waiting_bytes, failed_moves};
+}
+
 void RecMoverThread::handle_request(ProcessRequest* request) {
     switch (request->type) {
     case MoveFileRequest::tag:
@@ -53,6 +63,11 @@ void RecMoverThread::process_move(const MoveFileRequest& request) {
         log_line() << "-- recMoverThread: mv command failed for stream " << request.info
                    << " recording " << request.file_name << " error: " << error_text(error);
     }
+    if (::access(request.source.c_str(), F_OK) == 0) { // mv may have failed as well
+        failed_moves += 1;
+    }
+    waiting_files -= 1;
+    waiting_bytes -= request.bytes;
     // Deliberate: docs/behaviours.md#finished-without-a-move
     send_stop_notification(request.owner, request.info, request.file_name);
 }

@@ -21,7 +21,7 @@ constexpr long long max_waiting_bytes_per_file = 16LL * 1024 * 1024;
 
 record_sink::record_sink(std::unique_ptr<recording_file> made, opened_handler opened)
     : file(std::move(made)) {
-    LoggingThread::instance().queue(new OpenFileRequest(file, std::move(opened)));
+    LoggingThread::instance().queue_open(new OpenFileRequest(file, std::move(opened)));
 }
 
 record_sink::~record_sink() {
@@ -32,7 +32,7 @@ record_sink::~record_sink() {
     if (!block.empty()) {
         queue_block();
     }
-    writer.queue(new CloseFileRequest(file));
+    writer.queue_close(new CloseFileRequest(file));
 }
 
 void record_sink::release() {
@@ -42,6 +42,7 @@ void record_sink::release() {
 
 bool record_sink::append(std::span<const char> prefix, std::span<const char> body) {
     if (is_full()) {
+        LoggingThread::instance().count_refused();
         return false;
     }
     block.append(prefix, body);
@@ -51,6 +52,7 @@ bool record_sink::append(std::span<const char> prefix, std::span<const char> bod
 
 bool record_sink::append_copies(std::span<const char> frame, std::uint32_t copies) {
     if (is_full() && block.copies_at_end() + copies > max_copies_held_back) {
+        LoggingThread::instance().count_refused();
         return false;
     }
     block.append_copies(frame, copies);

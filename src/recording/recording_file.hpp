@@ -62,6 +62,8 @@ class recording_file {
 
     void close() { fd.reset(); }
 
+    [[nodiscard]] long long size_bytes() const { return length; }
+
     /** Records that were lost to a failed write. */
     [[nodiscard]] long long lost_records() const { return lost; }
 

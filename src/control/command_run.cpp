@@ -10,6 +10,7 @@
 
 #include <exception>
 #include <new>
+#include <string_view>
 #include <utility>
 
 namespace vocalink {
@@ -20,6 +21,22 @@ namespace {
 
 constexpr std::size_t longest_logged = 16384;
 
+std::array<long long, command_outcome_count> outcomes{};
+
+command_outcome outcome_of(std::string_view reply) {
+    constexpr std::pair<std::string_view, command_outcome> beginnings[] = {
+        {"ERROR COMMAND_ERROR ", outcome_command_error},
+        {"ERROR STREAM_ERROR ", outcome_stream_error},
+        {"ERROR BRIDGE_ERROR ", outcome_bridge_error},
+        {"ERROR ", outcome_refused}};
+    for (const auto& [beginning, outcome] : beginnings) {
+        if (reply.starts_with(beginning)) {
+            return outcome;
+        }
+    }
+    return outcome_success;
+}
+
 word_list words_of(const std::string& line) {
     word_list words;
     util::parse_args(line, words, '\0');
@@ -27,6 +44,10 @@ word_list words_of(const std::string& line) {
 }
 
 } // namespace
+
+const std::array<long long, command_outcome_count>& command_outcomes() {
+    return outcomes;
+}
 
 command_result run_from_table(connection& caller, word_list& words) {
     if (words.empty()) {
@@ -81,6 +102,7 @@ std::optional<std::string> command_run::proceed() {
     } catch (const std::exception& failure) {
         reply = std::string("ERROR COMMAND_ERROR ") + failure.what();
     }
+    outcomes[outcome_of(*reply)] += 1;
     log_line() << "-> connection(" << caller.name << "): " << tag
                << mask.reply(logged.empty() ? *reply : logged);
     return tag + *reply + "\n";

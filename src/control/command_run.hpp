@@ -7,6 +7,8 @@
 #include "control/framing.hpp"
 #include "control/log_masking.hpp"
 
+#include <array>
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,6 +20,19 @@ class connection;
 /** Runs the handler of the command that the first word names.
  *  @throws what that handler throws, and command_exception when there is none */
 command_handler run_from_table;
+
+/** What commands came to. */
+enum command_outcome : std::size_t {
+    outcome_success,
+    outcome_refused, // "ERROR " and a reason
+    outcome_command_error,
+    outcome_stream_error,
+    outcome_bridge_error,
+    command_outcome_count
+};
+
+/** Replies of each outcome since the process began. Loop thread. */
+[[nodiscard]] const std::array<long long, command_outcome_count>& command_outcomes();
 
 /** Logs a command line, runs its handler, turns exceptions into error replies and logs the reply.
  *  Owned by the connection that received the line, to which it keeps a reference. Loop thread only.

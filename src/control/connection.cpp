@@ -24,6 +24,8 @@ constexpr std::size_t input_bytes = 16384;
 // Notices are dropped while this much is unread; calls are unaffected.
 constexpr std::size_t max_backlog_bytes = 1'048'576;
 
+long long dropped_in_all = 0;
+
 command_result refuse_long_line(connection&, word_list&) {
     return "ERROR line too long";
 }
@@ -156,6 +158,10 @@ void connection::handle_drained_output() {
     }
 }
 
+long long connection::total_dropped_notices() {
+    return dropped_in_all;
+}
+
 void connection::notify(std::string text) {
     handle_notice({.text = std::move(text)});
 }
@@ -163,6 +169,7 @@ void connection::notify(std::string text) {
 void connection::handle_notice(const notice& told) {
     const bool listing = running && running->goes_on();
     if (output.backlog_bytes() + held_bytes > max_backlog_bytes) {
+        dropped_in_all += 1;
         if (dropped_notices++ == 0) {
             log_line("connection", name) << "client does not read, dropping notices";
         }

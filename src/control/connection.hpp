@@ -42,6 +42,9 @@ class connection final : private turn_taker {
     /** Sends a notice to the client. @param text  without line end */
     void notify(std::string text);
 
+    /** Notices that clients did not get because they did not read, in all connections. */
+    [[nodiscard]] static long long total_dropped_notices();
+
     /** Frames everything after the running command's line with another policy. */
     void use_framing(std::unique_ptr<framing> next);
 

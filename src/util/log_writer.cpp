@@ -24,6 +24,8 @@ constexpr std::size_t max_queued_bytes = 1'048'576;
 constexpr long long finish_patience_ns = 1'000'000'000;
 constexpr int finish_rounds = 5;
 
+std::atomic<long long> dropped_in_all = 0;
+
 /** Writes all of it, waiting for a reader if need be. @return false when part of it is lost */
 bool write_whole(std::string_view text) {
     while (!text.empty()) {
@@ -58,6 +60,7 @@ class log_queue {
         // Once something has been dropped, nothing is taken until the thread has come to the gap.
         if (dropped > 0 || (!queued.empty() && queued.size() + lines.size() > max_queued_bytes)) {
             dropped += 1;
+            dropped_in_all += 1;
             return;
         }
         queued += lines;
@@ -118,7 +121,10 @@ class log_queue {
             if (write_whole(batch.substr(0, bytes))) {
                 pieces_written += 1;
             } else {
-                lost += std::count(batch.begin(), batch.begin() + static_cast<long>(bytes), '\n');
+                const auto lines =
+                    std::count(batch.begin(), batch.begin() + static_cast<long>(bytes), '\n');
+                lost += lines;
+                dropped_in_all += lines;
             }
             batch.remove_prefix(bytes);
         }
@@ -171,6 +177,10 @@ void log_writer::finish() {
     if (log_queue* const queue = running; queue != nullptr && queue->finish()) {
         running = nullptr;
     }
+}
+
+long long dropped_log_lines() {
+    return dropped_in_all;
 }
 
 void write_log(std::string_view lines) {

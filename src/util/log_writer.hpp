@@ -28,6 +28,9 @@ class log_writer {
     static void finish();
 };
 
+/** Lines dropped since the process began. Any thread. */
+[[nodiscard]] long long dropped_log_lines();
+
 /** Writes or queues one or more lines, each with its line end. Any thread. Keeps errno. */
 void write_log(std::string_view lines);
 

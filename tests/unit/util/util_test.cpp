@@ -3,6 +3,7 @@
 #include "base/config.hpp"
 #include "util/base64.hpp"
 #include "util/hex_dump.hpp"
+#include "util/loop_lag.hpp"
 #include "util/signal.hpp"
 #include "util/text.hpp"
 #include "util/time_values.hpp"
@@ -176,6 +177,21 @@ TEST_F(signal_test, calls_nobody_once_a_listener_of_a_nested_emission_destroyed_
     connect(1);
     all[0].reaction = [this] { heard == "a" ? signal->emit(0) : signal.reset(); };
     EXPECT_EQ(emit(), "aa");
+}
+
+TEST(loop_lag, counts_a_stall_for_every_moment_that_it_covers) {
+    ev::default_loop loop;
+    loop_lag measured;
+    for (int i = 0; i < 4950; ++i) {
+        measured.note_lateness(0);
+    }
+    measured.note_lateness(0.515); // 52 moments: more than one in a hundred
+    const lag_figures stalled = measured.take();
+    EXPECT_EQ(stalled.moments, 5002);
+    EXPECT_EQ(stalled.longest_s, 0.515);
+    EXPECT_NEAR(stalled.p99_s, 0.015, 1e-9);
+    measured.note_lateness(0.002);
+    EXPECT_EQ(measured.take().longest_s, 0.002);
 }
 
 } // namespace

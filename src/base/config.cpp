@@ -24,7 +24,7 @@ int next_option(int argc, char** argv) {
         ++optind;
         return 'V';
     }
-    return getopt(argc, argv, "t:r:s:i:l:a:S:p:c:hV");
+    return getopt(argc, argv, "t:r:s:i:l:a:S:p:m:c:hV");
 }
 
 } // namespace
@@ -64,6 +64,9 @@ void config::take_option(int option, const char* value) {
         break;
     case 'p':
         port_range = value;
+        break;
+    case 'm':
+        metrics_file = value;
         break;
     case 'c':
         command = value;

@@ -11,7 +11,7 @@ enum class program_mode { serve, relay, command, help, version };
  *  The instance made last is the one that instance() returns. */
 class config {
   public:
-    /** Reads -t -r -s -i -l -a -S -p -c, each with a value, and -h, -V, --help and --version. A later
+    /** Reads -t -r -s -i -l -a -S -p -m -c, each with a value, and -h, -V, --help and --version. A later
      *  option overrides an earlier one. Other arguments are ignored. getopt reports unknown
      *  options, and parsing goes on. Deliberate: docs/behaviours.md#options-without-effect */
     config(int argc, char** argv);
@@ -27,8 +27,9 @@ class config {
     const char* work_dir = "/tmp";                         // -a, recordings while they are open
     const char* store_dir = ".";                           // -l, finished recordings
     const char* i_arg = nullptr;                           // -i, accepted and unused
-    const char* sound_dir = nullptr;  // -S, where sound files must lie; null for anywhere
-    const char* port_range = nullptr; // -p, FIRST-LAST, local ports to use before any others
+    const char* sound_dir = nullptr;    // -S, where sound files must lie; null for anywhere
+    const char* port_range = nullptr;   // -p, FIRST-LAST, local ports to use before any others
+    const char* metrics_file = nullptr; // -m, where metrics are written; null for nowhere
 
     const char* command = nullptr; // -c, what the client sends instead of relaying
     bool help_wanted = false;      // -h, --help

@@ -8,7 +8,7 @@ const char* const program_version = VOCALINK_VERSION;
 
 const char* const usage_text =
     "usage: vocalink -s SOCKET [-t SECONDS] [-a DIRECTORY] [-l DIRECTORY] [-S DIRECTORY]\n"
-    "                [-p FIRST-LAST]\n"
+    "                [-p FIRST-LAST] [-m FILE]\n"
     "       vocalink [-r SOCKET] [-c COMMAND]\n"
     "\n"
     "The daemon:\n"
@@ -18,6 +18,7 @@ const char* const usage_text =
     "  -l DIRECTORY  where recordings are moved when they end (.)\n"
     "  -S DIRECTORY  take sound files from below this directory only\n"
     "  -p FIRST-LAST local ports to use before any others\n"
+    "  -m FILE       write metrics for Prometheus every 5 seconds\n"
     "\n"
     "The client, without -s:\n"
     "  -r SOCKET     socket of the daemon (/tmp/vocalink-sock)\n"

@@ -38,6 +38,9 @@ main::main(const char* path) : socket_path(path) {
     rec_mover.start();
     logger.start();
     sound_reader.start();
+    if (const char* const file = config::instance().metrics_file; file != nullptr) {
+        reported = std::make_unique<metrics>(file, path, connections);
+    }
     listen_watcher.start(listen_fd.get(), ev::READ);
     if (rec_pipe_read_fd) {
         rec_pipe_watcher.start(rec_pipe_read_fd.get(), ev::READ);
@@ -72,6 +75,9 @@ void main::stop() {
     logger.join();
     rec_mover.stop();
     rec_mover.join();
+    if (reported) {
+        reported->stop();
+    }
     ignore_signals();
     remove_socket();
     log_line("main") << "shutdown complete.";

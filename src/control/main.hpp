@@ -5,6 +5,7 @@
 #include "audio/sound_reader_thread.hpp"
 #include "control/command_turns.hpp"
 #include "control/connection.hpp"
+#include "control/metrics.hpp"
 #include "recording/logging_thread.hpp"
 #include "recording/rec_mover_thread.hpp"
 #include "util/event_loop.hpp"
@@ -14,6 +15,7 @@
 #include "util/unique_fd.hpp"
 
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -81,6 +83,7 @@ class main {
     RecMoverThread rec_mover;
     LoggingThread logger; // after the mover, to which it hands its files
     SoundReaderThread sound_reader;
+    std::unique_ptr<metrics> reported; // with option -m
     util::loop_calls calls_of_workers; // after the workers: what it drops may still ask them
 };
 

@@ -48,7 +48,7 @@ bool call::has_leg(std::string_view id) const {
     return leg && leg->id() == id;
 }
 
-void call::requested(nua_t* stack, std::string_view sdp, bool is_update) {
+void call::requested(nua_t* stack, const std::optional<media_choice>& offer, bool is_update) {
     if (over) {
         nua_respond(handle, SIP_481_NO_TRANSACTION, NUTAG_WITH_THIS(stack), TAG_END());
         return;
@@ -57,22 +57,16 @@ void call::requested(nua_t* stack, std::string_view sdp, bool is_update) {
         nua_respond(handle, SIP_491_REQUEST_PENDING, NUTAG_WITH_THIS(stack), TAG_END());
         return;
     }
-    const std::string description(sdp);
     request = std::make_unique<kept_request>(stack);
     request_is_update = is_update;
-    request_is_empty = description.empty();
+    request_is_empty = !offer;
     waiting = clock::now();
-    if (description.empty()) {
-        offered = !is_update;
-        leg || is_update ? answer() : make_leg(our_offer());
+    if (offer) {
+        take_offer(*offer);
         return;
     }
-    const auto choice = choose_media(description, owner.configuration().addresses, wanted.source);
-    if (const auto* reason = std::get_if<std::string_view>(&choice)) {
-        refuse(SIP_488_NOT_ACCEPTABLE, *reason);
-        return;
-    }
-    take_offer(std::get<media_choice>(choice));
+    offered = !is_update;
+    leg || is_update ? answer() : make_leg(our_offer());
 }
 
 void call::take_offer(const media_choice& choice) {
@@ -96,7 +90,7 @@ void call::leg_ready(bool success) {
     if (success) {
         answer();
     } else {
-        refuse(SIP_503_SERVICE_UNAVAILABLE, "the daemon refuses a leg");
+        refuse("the daemon refuses a leg");
     }
 }
 
@@ -114,7 +108,7 @@ std::string call::session_description() {
         ++description_version; // RFC 3264 8: one more with each change
         last_description = text;
     }
-    return "v=0\r\no=- " + std::to_string(session_number) + ' ' +
+    return "v=0\r\no=vocalink " + std::to_string(session_number) + ' ' +
            std::to_string(description_version) + " IN IP4 " + described->local_ip() + "\r\n" + text;
 }
 
@@ -134,11 +128,11 @@ void call::answer() {
     }
 }
 
-void call::refuse(int status, const char* phrase, std::string_view reason) {
-    log("refused with " + std::to_string(status) + ": ", reason);
-    owner.count().add(status == 488 ? event_kind::no_codec : event_kind::no_daemon);
-    nua_respond(handle, status, phrase, NUTAG_WITH_SAVED(request->get()),
-                TAG_IF(status == 503, SIPTAG_RETRY_AFTER_STR(retry_after_s)), TAG_END());
+void call::refuse(std::string_view reason) {
+    log("refused with 503: ", reason);
+    owner.count().add(event_kind::no_daemon);
+    nua_respond(handle, SIP_503_SERVICE_UNAVAILABLE, NUTAG_WITH_SAVED(request->get()),
+                SIPTAG_RETRY_AFTER_STR(retry_after_s), TAG_END());
     request.reset();
     next_leg.reset();
     offered = false;
@@ -258,7 +252,7 @@ void call::hang_up(std::string_view reason) {
         return;
     }
     if (!answered) {
-        refuse(SIP_503_SERVICE_UNAVAILABLE, reason);
+        refuse(reason);
         return;
     }
     log("hung up: ", reason);
@@ -283,7 +277,7 @@ void call::release() {
 
 void call::look_after(clock::time_point now) {
     if (request && now - waiting >= longest_wait) {
-        refuse(SIP_503_SERVICE_UNAVAILABLE, "the daemon does not answer");
+        refuse("the daemon does not answer");
         return;
     }
     const auto silence = owner.configuration().silence;

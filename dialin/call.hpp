@@ -53,8 +53,8 @@ class call final : public party {
     ~call();
 
     /** A first INVITE, a re-INVITE or an UPDATE.
-     *  @param sdp  its session description, empty when it has none */
-    void requested(nua_t* stack, std::string_view sdp, bool is_update);
+     *  @param offer  what was chosen of its session description, nothing when it has none */
+    void requested(nua_t* stack, const std::optional<media_choice>& offer, bool is_update);
     /** The caller has acknowledged our answer, or has answered our offer.
      *  @param answer  its session description, empty when we answered */
     void acknowledged(std::string_view answer);
@@ -87,7 +87,7 @@ class call final : public party {
     [[nodiscard]] std::string session_description();
     [[nodiscard]] bool follow(std::string_view sdp);
     void answer();
-    void refuse(int status, const char* phrase, std::string_view reason);
+    void refuse(std::string_view reason);
     void settle();
     void update_membership();
     void enter();

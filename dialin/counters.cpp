@@ -26,8 +26,8 @@ std::string refusals(const counters& totals) {
         return name + "{status=\"" + status + "\"} " + std::to_string(totals.total(kind)) + '\n';
     };
     return "# HELP " + name + " Requests refused, by SIP status.\n# TYPE " + name + " counter\n" +
-           line("404", event_kind::no_room) + line("488", event_kind::no_codec) +
-           line("503", event_kind::no_daemon);
+           line("404", event_kind::no_room) + line("415", event_kind::foreign_body) +
+           line("488", event_kind::no_codec) + line("503", event_kind::no_daemon);
 }
 
 } // namespace

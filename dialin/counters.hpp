@@ -9,7 +9,16 @@
 
 namespace vocalink::dialin {
 
-enum class event_kind { invited, answered, no_codec, no_daemon, no_room, left, hung_up };
+enum class event_kind {
+    invited,
+    answered,
+    no_codec,
+    no_daemon,
+    no_room,
+    foreign_body,
+    left,
+    hung_up
+};
 
 /** Totals since the start. */
 class counters {
@@ -20,7 +29,7 @@ class counters {
     }
 
   private:
-    std::array<std::uint64_t, 7> totals{};
+    std::array<std::uint64_t, 8> totals{};
 };
 
 /** What is so at the moment. */

@@ -13,6 +13,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <sofia-sip/nua.h>
@@ -60,6 +61,9 @@ class exchange final : public link_listener {
                      const sip_t* sip, tagi_t tags[]);
     void open_stack();
     void invited(nua_handle_t* handle, const sip_t* sip);
+    bool read_offer(nua_handle_t* handle, const sip_t* sip, std::optional<media_choice>& offer);
+    call& begin_call(nua_handle_t* handle, const sip_t* sip, const std::string& room,
+                     const std::string& pin);
     void refuse(nua_handle_t* handle, int status, const char* phrase, std::string_view reason);
     void state_changed(nua_handle_t* handle, call* known, tagi_t tags[]);
     void asked_for_options(nua_handle_t* handle, bool is_new);

@@ -2,6 +2,7 @@
 // Answers SIP calls and puts them into rooms: the SIP library's side.
 #include "exchange.hpp"
 #include "log_line.hpp"
+#include "session_body.hpp"
 
 #include <array>
 #include <stdexcept>
@@ -16,7 +17,6 @@
 #include <sofia-sip/sip_util.h>
 #include <sofia-sip/tport_tag.h>
 #include <sofia-sip/url.h>
-#include <strings.h>
 
 namespace vocalink::dialin {
 
@@ -29,21 +29,6 @@ constexpr unsigned idle_connection_ms = 600'000; // telephones keep theirs throu
 constexpr unsigned spare_transactions = 100;     // for what is no call
 constexpr unsigned half_message_ms = 10'000;
 constexpr unsigned largest_message_bytes = 64 * 1024;
-
-// A body that is no session description, such as several in one.
-bool has_foreign_body(const sip_t* sip) {
-    return sip->sip_payload != nullptr && sip->sip_payload->pl_len > 0 &&
-           (sip->sip_content_type == nullptr || sip->sip_content_type->c_type == nullptr ||
-            ::strcasecmp(sip->sip_content_type->c_type, "application/sdp") != 0);
-}
-
-// The session description of a message, empty when it has none.
-std::string_view description_of(const sip_t* sip) {
-    if (sip == nullptr || sip->sip_payload == nullptr || sip->sip_payload->pl_data == nullptr) {
-        return {};
-    }
-    return {sip->sip_payload->pl_data, sip->sip_payload->pl_len};
-}
 
 // The room that the request asks for; its name need not be well-formed.
 std::string room_of(const sip_t* sip) {
@@ -67,6 +52,19 @@ std::string source_of(nua_t* stack) {
         ::inet_ntop(AF_INET, &address->sin_addr, text.data(), text.size());
     }
     return text.data();
+}
+
+event_kind refusal_of(int status) {
+    switch (status) {
+    case 404:
+        return event_kind::no_room;
+    case 415:
+        return event_kind::foreign_body;
+    case 488:
+        return event_kind::no_codec;
+    default:
+        return event_kind::no_daemon;
+    }
 }
 
 std::string printable(const url_t* url) {
@@ -117,23 +115,20 @@ void exchange::stack_event(nua_event_t event, int status, nua_handle_t* handle, 
         if (status >= 200) {
             break; // the library has refused it
         }
-        if (has_foreign_body(sip)) {
-            nua_respond(handle, SIP_415_UNSUPPORTED_MEDIA, NUTAG_WITH_THIS(stack),
-                        SIPTAG_ACCEPT_STR("application/sdp"), TAG_END());
-        } else if (known != nullptr) {
-            known->requested(stack, description_of(sip), event == nua_i_update);
-        } else {
+        if (known == nullptr) {
             invited(handle, sip);
+        } else if (std::optional<media_choice> offer; read_offer(handle, sip, offer)) {
+            known->requested(stack, offer, event == nua_i_update);
         }
         break;
     case nua_i_ack:
         if (known != nullptr) {
-            known->acknowledged(description_of(sip));
+            known->acknowledged(session_description_of(sip).value_or(""));
         }
         break;
     case nua_r_invite: // a session refresh of ours
         if (known != nullptr && status >= 200 && status < 300) {
-            known->refreshed(description_of(sip));
+            known->refreshed(session_description_of(sip).value_or(""));
         }
         break;
     case nua_i_options:
@@ -156,6 +151,7 @@ void exchange::stack_event(nua_event_t event, int status, nua_handle_t* handle, 
 void exchange::invited(nua_handle_t* handle, const sip_t* sip) {
     const std::string room = room_of(sip);
     const auto pin = rooms_allowed.find(room);
+    std::optional<media_choice> offer;
     counted.add(event_kind::invited);
     if (!pin) {
         refuse(handle, SIP_404_NOT_FOUND, "no such room");
@@ -163,27 +159,54 @@ void exchange::invited(nua_handle_t* handle, const sip_t* sip) {
         refuse(handle, SIP_503_SERVICE_UNAVAILABLE, "no daemon");
     } else if (calls.size() >= settings.most_calls) {
         refuse(handle, SIP_503_SERVICE_UNAVAILABLE, "too many calls");
-    } else {
-        const std::string source = source_of(stack);
-        const std::string caller =
-            (sip->sip_from ? printable(sip->sip_from->a_url) : "") + " at " + source;
-        auto fresh = std::make_unique<call>(*this, handle, ++last_call,
-                                            call::invitation{room, *pin, caller, source});
-        nua_handle_bind(handle, reinterpret_cast<nua_hmagic_t*>(fresh.get()));
-        if (sip_is_allowed(sip->sip_allow, sip_method_update, "UPDATE") && sip->sip_allow) {
-            nua_set_hparams(handle, NUTAG_UPDATE_REFRESH(1), TAG_END());
-        }
-        call& accepted = *calls.emplace(last_call, std::move(fresh)).first->second;
-        accepted.requested(stack, description_of(sip), false);
+    } else if (read_offer(handle, sip, offer)) {
+        begin_call(handle, sip, room, *pin).requested(stack, offer, false);
     }
+}
+
+// False when the request is refused for its body. A stranger may send such at any rate, so there is
+// no call yet which would write to the log.
+bool exchange::read_offer(nua_handle_t* handle, const sip_t* sip,
+                          std::optional<media_choice>& offer) {
+    const auto description = session_description_of(sip);
+    if (!description) {
+        refuse(handle, SIP_415_UNSUPPORTED_MEDIA, "its body is no session description");
+        return false;
+    }
+    if (description->empty()) {
+        return true;
+    }
+    auto choice = choose_media(*description, settings.addresses, source_of(stack));
+    if (const auto* reason = std::get_if<std::string_view>(&choice)) {
+        refuse(handle, SIP_488_NOT_ACCEPTABLE, *reason);
+        return false;
+    }
+    offer = std::get<media_choice>(std::move(choice));
+    return true;
+}
+
+call& exchange::begin_call(nua_handle_t* handle, const sip_t* sip, const std::string& room,
+                           const std::string& pin) {
+    const std::string source = source_of(stack);
+    const std::string caller =
+        (sip->sip_from ? printable(sip->sip_from->a_url) : "") + " at " + source;
+    auto fresh = std::make_unique<call>(*this, handle, ++last_call,
+                                        call::invitation{room, pin, caller, source});
+    nua_handle_bind(handle, reinterpret_cast<nua_hmagic_t*>(fresh.get()));
+    if (sip_is_allowed(sip->sip_allow, sip_method_update, "UPDATE") && sip->sip_allow) {
+        nua_set_hparams(handle, NUTAG_UPDATE_REFRESH(1), TAG_END());
+    }
+    return *calls.emplace(last_call, std::move(fresh)).first->second;
 }
 
 void exchange::refuse(nua_handle_t* handle, int status, const char* phrase,
                       std::string_view reason) {
-    counted.add(status == 404 ? event_kind::no_room : event_kind::no_daemon);
+    counted.add(refusal_of(status));
     refusals.note(status, reason);
     nua_respond(handle, status, phrase, NUTAG_WITH_THIS(stack),
-                TAG_IF(status == 503, SIPTAG_RETRY_AFTER_STR(retry_after_s)), TAG_END());
+                TAG_IF(status == 503, SIPTAG_RETRY_AFTER_STR(retry_after_s)),
+                TAG_IF(status == 415, SIPTAG_ACCEPT_STR("application/sdp, multipart/mixed")),
+                TAG_END());
 }
 
 void exchange::asked_for_options(nua_handle_t* handle, bool is_new) {

@@ -5,8 +5,11 @@ import time
 import unittest
 
 from exchange import ExchangeTest, until
-from signaller import Signaller, description
+from signaller import Signaller, description, mixed
 
+MIXED = "multipart/mixed;boundary=b"
+SDP_PART = "Content-Type: application/sdp\r\n\r\n" + description()
+MAP_PART = "Content-Type: text/map\r\nContent-Disposition: render;handling={}\r\n\r\nhere"
 EVENTS = ["a=rtpmap:101 telephone-event/8000", "a=fmtp:101 0-15"]
 
 
@@ -51,15 +54,20 @@ class Answers(ExchangeTest):
                 (404, {"body": description(), "room": "x" * 65}),
                 (404, {"body": description(), "room": "a%00b"}),
                 (415, {"body": description(), "kind": "text/plain"}),
+                (415, {"body": mixed(SDP_PART, MAP_PART.format("required")), "kind": MIXED}),
+                (415, {"body": mixed(SDP_PART, SDP_PART), "kind": MIXED}),
                 (422, {"body": description(),
                        "headers": ["Supported: timer", "Session-Expires: 30"]}),
                 (420, {"body": description(), "headers": ["Require: teleportation"]})]:
             with self.subTest(status=status, arguments=arguments):
                 self.assertEqual(Signaller(self).invite(**arguments).status, status)
         self.assertEqual(Signaller(self).ask("REGISTER").status, 405)
+        self.assertEqual(self.front_end.log().count("address is not allowed"), 1)
         percent = Signaller(self)
         self.assertEqual(percent.invite(body=description(), room="%31%30%30").status, 200)
         self.front_end.wait_for("entered room 100")
+        several = mixed(MAP_PART.format("optional"), SDP_PART)
+        self.assertEqual(Signaller(self).invite(body=several, kind=MIXED).status, 200)
 
     def test_refuses_every_other_stream_of_an_offer_in_its_place(self):
         media = ["m=video 5000 RTP/AVP 31", "m=audio 0 RTP/AVP 0", "m=audio 4002 RTP/AVP 8",

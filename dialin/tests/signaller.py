@@ -16,6 +16,11 @@ def description(audio="0 101", port=4000, ip=LOOPBACK, attributes=(), version=1,
     return "".join(line + "\r\n" for line in [*lines, *attributes])
 
 
+def mixed(*parts):
+    """A multipart/mixed body, boundary "b", of parts with their headers."""
+    return "".join(f"--b\r\n{part}\r\n" for part in parts) + "--b--\r\n"
+
+
 class Response:
     def __init__(self, text):
         head, _, self.body = text.partition("\r\n\r\n")

@@ -146,13 +146,20 @@ void exchange::look_after_calls() {
     for (auto& [number, each] : calls) {
         each->look_after(now);
     }
-    if (!settings.metrics.empty() && --ticks_to_metrics < 0) {
+    if (--ticks_to_metrics < 0) {
         ticks_to_metrics = ticks_between_metrics - 1;
-        const bool written = replace_file(
-            settings.metrics, metrics_text(counted, {link.up(), calls.size(), rooms.size()}));
-        if (!written && !std::exchange(metrics_failed, true)) {
-            log_line("dialin") << "cannot write " << settings.metrics << ": " << error_text(errno);
-        }
+        write_metrics();
+    }
+}
+
+void exchange::write_metrics() {
+    if (settings.metrics.empty()) {
+        return;
+    }
+    const bool written = replace_file(
+        settings.metrics, metrics_text(counted, {link.up(), calls.size(), rooms.size()}));
+    if (!written && !std::exchange(metrics_failed, true)) {
+        log_line("dialin") << "cannot write " << settings.metrics << ": " << error_text(errno);
     }
 }
 
@@ -166,10 +173,18 @@ void exchange::shut_down() {
         each->hang_up("the front end ends");
     }
     deadline.start(longest_shutdown_ms);
-    nua_shutdown(stack);
+    end_stack_when_idle();
+}
+
+// The SIP library looks only once a second whether calls that it ends itself are over.
+void exchange::end_stack_when_idle() {
+    if (ending && calls.empty()) {
+        nua_shutdown(stack);
+    }
 }
 
 void exchange::finish() {
+    write_metrics(); // the last ones: nobody is left
     log_line("dialin") << "ended";
     loop.stop();
 }

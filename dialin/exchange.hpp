@@ -71,6 +71,8 @@ class exchange final : public link_listener {
     void bridge_ended(std::string_view id);
     call* call_of(std::string_view stream);
     void look_after_calls();
+    void write_metrics();
+    void end_stack_when_idle();
     void finish();
 
     event_loop& loop;

@@ -233,6 +233,9 @@ void exchange::state_changed(nua_handle_t* handle, call* known, tagi_t tags[]) {
         calls.erase(known->id());
     }
     nua_handle_destroy(handle);
+    if (known != nullptr) {
+        end_stack_when_idle();
+    }
 }
 
 } // namespace vocalink::dialin

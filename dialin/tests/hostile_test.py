@@ -36,8 +36,6 @@ def torture_messages():
 
 
 class Hostile(ExchangeTest):
-    options = ("-o", "metrics=metrics")
-
     def connect(self):
         connection = socket.create_connection((LOOPBACK, self.port), 5)
         self.addCleanup(connection.close)
@@ -104,7 +102,9 @@ class Hostile(ExchangeTest):
         self.assertLess(self.front_end.log().count("\n") - lines, 50 + 6 * len(strangers))
 
     def test_half_messages_on_a_thousand_connections(self):
-        for _ in range(1000):
+        for number in range(1000):
+            if number % 32 == 0:
+                self.assert_serves()  # the queue of the listener is short
             self.connect().sendall(b"INVITE sip:100@127.0.0.1 SIP/2.0\r\nVia: SIP/2.0/T")
         endless = self.connect()
         with self.assertRaises(OSError):

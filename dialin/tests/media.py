@@ -51,6 +51,11 @@ def hears(samples, frequency):
     return amplitude(samples[-RATE:], frequency) > LOUD  # the last half second
 
 
+def halves(samples):
+    """Its half seconds."""
+    return [samples[at:at + RATE] for at in range(0, len(samples) - RATE, RATE)]
+
+
 def beeps(samples, frequency):
     """How many tones of a frequency there are, with pauses of at least 0.2 s between them."""
     block = RATE // 10 * 2
@@ -91,13 +96,15 @@ class Voice:
         due = time.monotonic()
         while self.running:
             try:
-                packet = self.socket.recv(2048)
-                self.heard += audioop.ulaw2lin(packet[12:], 2) if packet[1] & 127 == 0 else b""
+                self.take(self.socket.recv(2048))
             except (TimeoutError, ConnectionError):
                 pass
             if self.far_end and time.monotonic() >= due:
                 due = max(due + FRAME_S, time.monotonic() - 0.2)
                 self.send_frame()
+
+    def take(self, packet):
+        self.heard += audioop.ulaw2lin(packet[12:], 2) if packet[1] & 127 == 0 else b""
 
     def send_frame(self):
         self.number += 1
@@ -126,3 +133,19 @@ class Voice:
         begin = len(self.heard)
         time.sleep(seconds)
         return self.heard[begin:]
+
+
+class Mirror(Voice):
+    """Sends what comes back, whatever its codec: who talks to it hears himself."""
+
+    def __init__(self, test):
+        self.kinds = set()  # payload type and bytes of the packets that came
+        super().__init__(test)
+
+    def take(self, packet):
+        self.kinds.add((packet[1] & 127, len(packet) - 12))
+        if self.far_end:
+            self.socket.sendto(packet, self.far_end)
+
+    def send_frame(self):
+        """It has nothing to say of its own."""

@@ -45,7 +45,7 @@ media_leg* call::active_leg() {
 }
 
 bool call::has_leg(std::string_view id) const {
-    return leg && leg->id() == id;
+    return (leg && leg->id() == id) || (next_leg && next_leg->id() == id);
 }
 
 void call::requested(nua_t* stack, const std::optional<media_choice>& offer, bool is_update) {
@@ -306,8 +306,8 @@ void call::terminated() {
     release();
 }
 
-void call::leg_ended() {
-    if (leg->choice().is_held()) {
+void call::leg_ended(std::string_view id) {
+    if (leg && leg->id() == id && leg->choice().is_held()) {
         leg.reset(); // idle for long; another is made when the caller comes back
     } else {
         hang_up("the daemon has ended its leg");

@@ -68,8 +68,8 @@ class call final : public party {
     void release();
     /** Looks for what has taken too long; called a few times a second. */
     void look_after(clock::time_point now);
-    /** The daemon has ended its leg. */
-    void leg_ended();
+    /** The daemon has ended this leg of its. */
+    void leg_ended(std::string_view id);
     /** A bridge has ended by itself. */
     void bridge_ended(std::string_view bridge);
     /** The SIP library has done with the call, which ends next. */

@@ -120,7 +120,7 @@ call* exchange::call_of(std::string_view stream) {
 
 void exchange::stream_ended(std::string_view id) {
     if (call* owner = call_of(id)) {
-        owner->leg_ended();
+        owner->leg_ended(id);
         return;
     }
     sounds.stream_ended(id);

@@ -97,7 +97,7 @@ void media_leg::mute(bool on) {
 void media_leg::look_for_packets() {
     link.send("stats stream " + stream, alive, [this](const reply& answer) {
         const auto counted = answer.text.substr(0, answer.text.find(' '));
-        if (!answer.success || counted != packets) {
+        if (answer.success && counted != packets) {
             packets = counted;
             heard = clock::now();
         }

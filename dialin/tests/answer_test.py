@@ -1,5 +1,7 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
 # What the front end answers, to the line.
+import pathlib
+import resource
 import signal
 import time
 import unittest
@@ -178,6 +180,23 @@ class AWorldThatFails(ExchangeTest):
         self.assertEqual(Signaller(self).invite(body=description()).status, 200)
         full = Signaller(self).invite(body=description())
         self.assertEqual((full.status, full.header("Retry-After")), (503, "10"))
+
+    def test_says_when_the_daemon_takes_no_more(self):
+        pid = self.daemon.process.pid
+        descriptors = len(list(pathlib.Path(f"/proc/{pid}/fd").iterdir()))
+        resource.prlimit(pid, resource.RLIMIT_NOFILE, (descriptors, descriptors))
+        full = Signaller(self).invite(body=description())
+        self.assertEqual((full.status, full.header("Retry-After")), (503, "10"))
+
+    def test_hangs_up_a_caller_whose_leg_the_daemon_ends(self):
+        self.daemon.end()
+        self.assertEqual(self.caller.receive().first.split()[0], "BYE")
+        self.start_daemon("-t", 0)  # streams end at once
+        self.front_end.wait_for("connected to", 2)
+        self.caller = Signaller(self)
+        # Without telephone events one command makes the leg, so that it ends after the answer.
+        self.assertEqual(self.caller.invite(body=description("0")).status, 200)
+        self.assertEqual(self.caller.receive().first.split()[0], "BYE")
 
     def test_says_bye_to_all_when_it_is_told_to_end(self):
         self.front_end.send_signal(signal.SIGTERM)

@@ -64,7 +64,7 @@ class Rooms(ExchangeTest):
             pairs.append((voice, mirror))
         for (payload_type, size), (voice, mirror) in zip(kinds, pairs):
             with self.subTest(payload_type):
-                # The room gives nobody his own voice: it came from the daemon to the mirror and back.
+                # The room gives nobody his own voice: it came back from the mirror.
                 self.assert_hears(voice, ANNA)
                 self.assertEqual(mirror.kinds, {(int(payload_type), size)})
 

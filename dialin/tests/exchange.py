@@ -100,8 +100,8 @@ class ExchangeTest(unittest.TestCase):
         self.addCleanup(process.end)
         return process
 
-    def start_daemon(self):
-        self.daemon = self.start(DAEMON, "-s", self.socket)
+    def start_daemon(self, *options):
+        self.daemon = self.start(DAEMON, "-s", self.socket, *options)
         until(self.socket.exists, "the control socket")
 
     def metric(self, name):

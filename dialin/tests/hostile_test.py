@@ -27,7 +27,8 @@ def torture_messages():
     """Name, status and bytes of each message in torture.txt, whose head explains them."""
     text = (pathlib.Path(__file__).parent / "torture.txt").read_text()
     text = re.sub(r"<(\d+)\*(\w+)>", lambda found: found[2] * int(found[1]), text)
-    text = re.sub(r"<sdp (\S+?)(?: (\d+))?>", lambda found: SDP.format(found[1], found[2] or 0), text)
+    text = re.sub(r"<sdp (\S+?)(?: (\d+))?>", lambda found: SDP.format(found[1], found[2] or 0),
+                  text)
     parts = re.split(r"^%%(\w+) (\d+)\n", text, flags=re.M)[1:]
     for name, status, message in zip(parts[::3], parts[1::3], parts[2::3]):
         raw = message.replace("\n", "\r\n").encode()

@@ -77,5 +77,6 @@ class Baresip:
 
 def sipp(test, *arguments, room="100"):
     """Starts SIPp as a caller; its screen is its log."""
-    return test.start("sipp", "-s", room, "-i", LOOPBACK, "-mi", LOOPBACK, "-ci", LOOPBACK, "-nostdin", "-timeout", "90s",
-                         "-timeout_error", *arguments, f"{LOOPBACK}:{test.port}")
+    return test.start("sipp", "-s", room, "-i", LOOPBACK, "-mi", LOOPBACK, "-ci", LOOPBACK,
+                      "-nostdin", "-timeout", "90s", "-timeout_error", *arguments,
+                      f"{LOOPBACK}:{test.port}")

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// One SIP call, from its INVITE to its end, and the caller's place in a room.
+// One SIP call, from its INVITE to its end.
 #include "call.hpp"
 
 #include "exchange.hpp"
@@ -193,60 +193,6 @@ void call::settle() {
     update_membership();
 }
 
-void call::update_membership() {
-    if (leg && is_held()) {
-        leg->leave();
-    } else if (leg) {
-        leg->join(waiting_room ? waiting_room->bridge() : place->bridge());
-    }
-}
-
-void call::enter() {
-    place = &owner.open_room(wanted.room);
-    place->enter(*this);
-    log("entered room ", wanted.room);
-}
-
-void call::key(unsigned event) {
-    if (!waiting_room) {
-        room_key(event);
-        return;
-    }
-    switch (waiting_room->key(event)) {
-    case lobby::verdict::undecided:
-        break;
-    case lobby::verdict::admitted:
-        enter(); // joins the room, and so leaves the lobby, before the lobby ends
-        waiting_room.reset();
-        break;
-    case lobby::verdict::refused:
-        hang_up("wrong PIN");
-        break;
-    }
-}
-
-void call::room_key(unsigned event) {
-    constexpr unsigned star_event = 10;
-    constexpr auto patience = 3s;
-    const auto now = clock::now();
-    if (event == star_event) {
-        star = now;
-        return;
-    }
-    if (place == nullptr || leg == nullptr || now - std::exchange(star, {}) > patience) {
-        return;
-    }
-    if (event == 6) {
-        muted = !muted;
-        leg->mute(muted);
-        log(muted ? "muted" : "unmuted");
-    } else if (event == 9) {
-        place->count_for(*this);
-    } else if (event == 1) {
-        place->toggle_recording();
-    }
-}
-
 void call::hang_up(std::string_view reason) {
     if (over) {
         return;
@@ -289,12 +235,6 @@ void call::look_after(clock::time_point now) {
     } else if (now - looked >= std::chrono::duration_cast<clock::duration>(silence) / looks) {
         looked = now;
         leg->look_for_packets();
-    }
-}
-
-void call::bridge_ended(std::string_view bridge) {
-    if (waiting_room && waiting_room->bridge() == bridge) {
-        waiting_room->reopen(); // the caller was on hold, and nobody else is ever in it
     }
 }
 

@@ -10,6 +10,7 @@ import socket
 import subprocess
 import sys
 import tempfile
+import textwrap
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -25,7 +26,7 @@ from media import FRAME, FRAME_S, hears, sine  # noqa: E402
 PROXY = "127.0.0.20"
 CALLERS = "127.0.0.10"
 NODES = {f"127.0.0.2{number}": f"node {number}" for number in (1, 2, 3)}
-VOICES = (440, 780)  # Hz; the two callers of a room
+VOICES = {440: "a", 780: "b"}  # the two callers of a room, by what they sing, in Hz
 TALK_S = 3
 
 
@@ -120,7 +121,7 @@ def talk(parties, seconds):
 
 def call(folder, rooms, callers=2):
     """Has SIPp call each room; returns the answered parties and SIPp, which keeps the calls."""
-    parties = [Party(room, voice) for voice in VOICES[:callers] for room in rooms]
+    parties = [Party(room, voice) for voice in list(VOICES)[:callers] for room in rooms]
     name = f"calls-{len(list(folder.iterdir()))}"
     (folder / name).write_text(
         "SEQUENTIAL\n" + "".join(f"{party.room};{party.port}\n" for party in parties))
@@ -137,16 +138,28 @@ def call(folder, rooms, callers=2):
     return parties, sipp
 
 
+def who_heard_whom(parties):
+    """The rooms of one node, wrapped. a<b: a heard b."""
+    heard = {}
+    for party in parties:
+        others = "".join(VOICES[voice] for voice in party.others()) or "nobody"
+        heard.setdefault(party.room, []).append(f"{VOICES[party.voice]}<{others}")
+    text = ", ".join(" ".join([room, *each]) for room, each in heard.items())
+    return textwrap.indent(textwrap.fill(text, 87), " " * 9)
+
+
 def report(title, parties):
     """Prints a table by node; true when each heard the other of its room and nobody else."""
     talk(parties, TALK_S)
-    print(f"\n{title}\n{'':8} rooms  callers  hear each other")
+    print(f"\n{title}\n{'':8} rooms  callers  hear each other (a<b: a heard b)")
     for address, name in NODES.items():
         here = [party for party in parties if party.node == address]
         good = [party for party in here if party.others() == [v for v in VOICES
                                                               if v != party.voice]]
         rooms = len({party.room for party in here})
         print(f"{name:8} {rooms:5}  {len(here):7}  {len(good):15}")
+        if here:
+            print(who_heard_whom(here))
     one_node = all(len({p.node for p in parties if p.room == party.room}) == 1
                    for party in parties)
     return one_node and all(len(party.others()) == 1 and party.voice not in party.others()
@@ -168,17 +181,21 @@ def demonstrate(folder, cluster, phones):
     done.append(report(f"{NODES[dead]} is killed, its {len(moved)} rooms are called again", second))
     done.append(all(party.node != dead for party in second))
 
+    cluster.wait_for_state(dead, "IP")
+    print(f"\n{NODES[dead]} does not answer OPTIONS: it is out", end="")
     cluster.start_node(dead)
     cluster.wait_for_state(dead, "AP")
+    print("; started again, it answers: it is in")
     fresh = [f"later{number}" for number in range(30)]
     third, sipp = call(folder, fresh)
     phones.append(sipp)
     done.append(report(f"{NODES[dead]} is back: 30 new rooms", third))
     done.append(any(party.node == dead for party in third))
-    late, sipp = call(folder, moved[:1], callers=1)
+    escaped = moved[0].replace("r", "%72")
+    late, sipp = call(folder, [escaped], callers=1)
     phones.append(sipp)
     done.append(late[0].node == next(p.node for p in second if p.room == moved[0]))
-    print(f"\none more caller of {moved[0]}, which had moved: {NODES[late[0].node]}, "
+    print(f"\none more caller of {escaped}, and {moved[0]} had moved: {NODES[late[0].node]}, "
           "where its callers are")
 
     cluster.kamcmd("dispatcher.set_state", "dp", "1", f"sip:{drained}:5060")

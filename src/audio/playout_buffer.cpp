@@ -65,7 +65,8 @@ std::int64_t playout_buffer::last_packet_end() const {
 }
 
 std::int64_t playout_buffer::waiting_end() const {
-    return queue.empty() ? line_end : queue.back().place + queue.back().samples;
+    // Packets that overlap have not been moved apart yet: the last may lie before the line's end.
+    return queue.empty() ? line_end : std::max(line_end, queue.back().place + queue.back().samples);
 }
 
 bool playout_buffer::in_pause() const {

@@ -261,6 +261,17 @@ TEST(playout_buffer, sender_with_wrong_timestamps_is_heard) {
         EXPECT_LE(talk.buffer->counters().delay_ms, 60);
         EXPECT_LE(talk.buffer->counters().concealed_ms, 40U);
     }
+    conversation overlapping; // packets that came in the wrong order, too long for their places
+    overlapping.tick();
+    for (const auto& [number, bytes] :
+         {std::pair(78, 50U), std::pair(76, 10U), std::pair(77, 160U)}) {
+        overlapping.sequence = static_cast<std::uint16_t>(number);
+        overlapping.say(std::vector<std::uint8_t>(bytes), number == 78 ? 3781 : 160);
+        overlapping.now_s += 0.028;
+    }
+    overlapping.now_s -= 0.038;
+    overlapping.tick();
+    EXPECT_GE(overlapping.buffer->counters().delay_ms, 0);
 }
 
 TEST(playout_buffer, process_that_stood_is_back_within_two_seconds) {

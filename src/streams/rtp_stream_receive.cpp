@@ -17,6 +17,9 @@ namespace {
 // About what a usual receive buffer holds. The bound keeps a flood from holding up the loop.
 constexpr int max_drained_packets = 512;
 
+// No far end has as many; a flood has them all in a moment.
+constexpr std::size_t most_logged_types = 20;
+
 } // namespace
 
 void rtp_stream::device_stream_callback(ev::io&, int) {
@@ -149,7 +152,7 @@ bool rtp_stream::classify(const rtp_view& view) {
 
 void rtp_stream::report_unknown_type(int payload_type) {
     const auto bit = static_cast<std::size_t>(payload_type);
-    if (logged_types.test(bit)) {
+    if (logged_types.test(bit) || logged_types.count() >= most_logged_types) {
         suppressed_types += 1;
         return;
     }

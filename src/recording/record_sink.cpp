@@ -62,7 +62,9 @@ bool record_sink::append_copies(std::span<const char> frame, std::uint32_t copie
 
 void record_sink::take_turn() {
     awaits_turn = false;
-    if (!block.empty() && !must_wait()) {
+    // A slow disk takes as long for a small block as for a large one: while one waits, the next grows.
+    const bool writer_is_free = file->waiting_bytes.load(std::memory_order_relaxed) == 0;
+    if (!block.empty() && writer_is_free && !must_wait()) {
         queue_block();
     }
     hand_over();

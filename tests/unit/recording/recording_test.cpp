@@ -292,6 +292,19 @@ TEST_F(recording_test, waits_for_the_writer_in_bounded_memory_and_keeps_raw_file
     EXPECT_NEAR(static_cast<double>(waited), 128 << 20, 2 << 20);
 }
 
+TEST_F(recording_test, gathers_on_while_the_block_before_waits_for_a_slow_disk) {
+    auto recorded = record("r", ulaw_in);
+    feed(*recorded, PCMU, {160, 'a'});
+    feed(*recorded, PCMU, {320, 'b'});
+    const int asked = writer.get_count();
+    loop.run(ev::ONCE); // until the turn of half a second
+    EXPECT_EQ(writer.get_count(), asked);
+    recorded.reset();
+    start();
+    (void)finish();
+    expect_frames(paths[0], PCMU, "ab");
+}
+
 TEST_F(recording_test, wav_file_is_whole_at_every_block_and_begins_with_a_valid_header) {
     const std::vector<std::int16_t> frame(160, 0x0102);
     int ends[2];

@@ -6,6 +6,7 @@
 #include "audio/voice_encoder.hpp"
 #include "rtp/key_receiver.hpp"
 #include "rtp/key_sender.hpp"
+#include "rtp/packet_reader.hpp"
 #include "rtp/rtp_view.hpp"
 #include "streams/conference_leg.hpp"
 #include "streams/rtp_stream.hpp"
@@ -31,7 +32,7 @@ class rtp_stream::leg : public conference_leg {
     // Receiving: rtp_conference_receive.cpp
     void discard_waiting();
     int receive_waiting(double now_s);
-    void take_packet(char* packet, int len, const sockaddr_in& sender, double arrival_s);
+    void take_packet(const packet_reader::packet& packet, double now_s);
     void take_audio(const rtp_view& view, double arrival_s);
     void take_event(const rtp_view& view, double arrival_s);
     void report(const key_receiver::changes& changes);

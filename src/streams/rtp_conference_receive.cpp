@@ -5,10 +5,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
-#include <ctime>
-
-#include <sys/socket.h>
 
 namespace vocalink {
 
@@ -21,34 +17,9 @@ constexpr int packets_per_tick = 64;
 // What a receive buffer of the usual size holds.
 constexpr int stale_rounds = 8;
 
-// Older stamps than this mean that somebody has set the clock.
-constexpr double oldest_arrival_s = 2.0;
-
-double seconds(const timespec& time) {
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-}
-
-double wall_seconds() {
-    timespec now{};
-    ::clock_gettime(CLOCK_REALTIME, &now);
-    return seconds(now);
-}
-
-/** Room for the one control message that is asked for. */
-using control_buffer = std::array<char, CMSG_SPACE(sizeof(timespec))>;
-
-/** How long a received message has waited in its socket. */
-double waited_seconds(msghdr& message, double wall_now_s) {
-    for (const cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr;
-         part = CMSG_NXTHDR(&message, const_cast<cmsghdr*>(part))) {
-        if (part->cmsg_level == SOL_SOCKET && part->cmsg_type == SCM_TIMESTAMPNS) {
-            timespec stamp{};
-            std::memcpy(&stamp, CMSG_DATA(part), sizeof stamp);
-            const double waited = wall_now_s - seconds(stamp);
-            return waited >= 0.0 && waited <= oldest_arrival_s ? waited : 0.0;
-        }
-    }
-    return 0.0;
+packet_reader& reader() {
+    static packet_reader shared;
+    return shared;
 }
 
 int ilbc_type_of(const stream& member) {
@@ -65,9 +36,7 @@ rtp_stream::leg::leg(rtp_stream& stream)
     : owner(stream), playout(ilbc_type_of(stream), stream.frame_bytes),
       encoder(stream.payload, stream.frame_bytes),
       clock(rtp_packet::timestamp(stream.own_packet.data())), earlier(stream.line) {
-    const int on = 1;
-    // Without time stamps a packet counts as received when it is read.
-    ::setsockopt(owner.fd.get(), SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
+    packet_reader::enable_stamps(owner.fd.get());
     discard_waiting();
 }
 
@@ -84,7 +53,9 @@ void rtp_stream::leg::discard_waiting() {
 
 const tick_frame* rtp_stream::leg::speak(double now_s) {
     receive_waiting(now_s);
-    report(keys_in.expire(now_s));
+    if (keys_in.pressed()) {
+        report(keys_in.expire(now_s));
+    }
     const bool audible = playout.play(said, now_s);
     note_line();
     return audible && !keys_in.pressed() ? &said : nullptr;
@@ -92,42 +63,43 @@ const tick_frame* rtp_stream::leg::speak(double now_s) {
 
 /** @return packets read */
 int rtp_stream::leg::receive_waiting(double now_s) {
-    const double wall_now_s = wall_seconds();
-    alignas(16) char packet[max_packet_bytes];
     int count = 0;
-    for (; count < packets_per_tick; ++count) {
-        sockaddr_in sender{};
-        alignas(cmsghdr) control_buffer control;
-        iovec place{packet, sizeof packet};
-        msghdr message{&sender, sizeof sender, &place, 1, control.data(), control.size(), 0};
-        const auto received = static_cast<int>(::recvmsg(owner.fd.get(), &message, 0));
-        if (received < 0) {
-            if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
-                owner.counters.read_failures += 1;
-                continue; // an error of the far end's network; packets may wait behind it
-            }
+    while (count < packets_per_tick) {
+        const int read = reader().read(owner.fd.get());
+        for (int i = 0; i < read; ++i) {
+            take_packet(reader()[i], now_s);
+        }
+        if (read < 0 && errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
+            owner.counters.read_failures += 1;
+            count += 1;
+            continue; // an error of the far end's network; packets may wait behind it
+        }
+        count += std::max(read, 0);
+        if (read < packet_reader::at_once) {
             break;
         }
-        take_packet(packet, received, sender, now_s - waited_seconds(message, wall_now_s));
     }
     return count;
 }
 
-void rtp_stream::leg::take_packet(char* packet, int len, const sockaddr_in& sender,
-                                  double arrival_s) {
-    const bool readable = owner.unprotect(packet, len);
-    auto view = readable ? parse_rtp(packet, len) : std::nullopt;
+void rtp_stream::leg::take_packet(const packet_reader::packet& packet, double now_s) {
+    int len = packet.length;
+    const bool readable = owner.unprotect(packet.bytes, len);
+    auto view = readable ? parse_rtp(packet.bytes, len) : std::nullopt;
     if (!view) {
-        owner.no_rtp_packets += readable ? 1 : 0; // the others count as failed decryptions
-        owner.count_incoming(len);
+        if (len > 0) {
+            owner.no_rtp_packets += readable ? 1 : 0; // the others count as failed decryptions
+            owner.count_incoming(len);
+        }
         return;
     }
-    owner.note_reception(sender, len);
-    owner.watch_for_code(packet, len);
+    owner.note_reception(packet.sender, len);
+    owner.watch_for_code(packet.bytes, len);
     view->payload_type = owner.types.from_wire(view->payload_type);
     const bool event = is_event_payload(view->payload_type);
     const bool audio = !event && playout.accepts(view->payload_type);
-    owner.log_packet(owner.pcap_in, packet, len, dir_in, audio);
+    owner.log_packet(owner.pcap_in, packet.bytes, len, dir_in, audio, packet.waited_s);
+    const double arrival_s = now_s - packet.waited_s;
     if (audio) {
         take_audio(*view, arrival_s);
         return;

@@ -23,7 +23,7 @@ void stream::release_recording(const std::string& recording_name) {
 }
 
 void stream::log_packet(pkt_hdr_pcap& hdr, const char* packet, int len, RecordingDirs dir,
-                        bool is_audio) {
+                        bool is_audio, double waited_s) {
     if (recordings.empty()) {
         return;
     }
@@ -35,7 +35,7 @@ void stream::log_packet(pkt_hdr_pcap& hdr, const char* packet, int len, Recordin
         if (running->keeps_headers() && !stamped) {
             unsigned seconds = 0;
             unsigned microseconds = 0;
-            dtime2ts(util::wall_clock_now(), &seconds, &microseconds);
+            dtime2ts(util::wall_clock_now() - waited_s, &seconds, &microseconds);
             hdr.stamp(seconds, microseconds, len);
             stamped = true;
         }

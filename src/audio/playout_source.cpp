@@ -12,17 +12,11 @@ namespace vocalink {
 
 namespace {
 
-/** A sequence number further ahead belongs to another count (RFC 3550 A.1). */
-constexpr int max_steps_ahead = 3000;
-
 /** A late packet's timestamp is at most this far from where its number puts it. */
 constexpr int max_timestamp_error = 8000;
 
 /** That many old packets in order, and none new: the sender began again close to where it was. */
 constexpr int restart_after_old = 5;
-
-/** A step of more than 200 ms is a pause or another timeline, not jitter. */
-constexpr double most_jitter = 1600;
 
 // Each packet that lies where its timestamp says earns trust, each that cannot lie there costs two.
 constexpr int initial_trust = 4;
@@ -36,40 +30,33 @@ int signed_difference(std::uint32_t later, std::uint32_t earlier) {
 } // namespace
 
 packet_position playout_source::locate(const voice_packet& packet, int samples, double now_s) {
-    const int steps =
-        static_cast<std::int16_t>(packet.sequence - static_cast<std::uint16_t>(newest.sequence));
+    const int steps = arrivals.steps_to(packet.sequence);
     if (is_other_source(packet, steps, samples)) {
         begin(packet, samples, now_s);
-        return {.sequence = newest.sequence, .place = 0, .restarted = true, .newest = true};
+        return {.sequence = packet.sequence, .place = 0, .restarted = true, .newest = true};
     }
-    const std::int64_t sequence = newest.sequence + steps;
-    if (!count_once(sequence)) {
+    const std::int64_t sequence = arrivals.newest() + steps;
+    if (!arrivals.count_once(sequence)) {
         return {.sequence = sequence, .place = 0, .duplicate = true};
     }
-    measure_jitter(packet, now_s);
+    arrivals.measure_jitter(packet.timestamp, now_s);
     if (steps < 0) {
         return {.sequence = sequence,
                 .place = newest.place + samples_before(packet, steps, samples)};
     }
     const std::int64_t advance = samples_after(packet, steps, now_s);
-    newest = {sequence, packet.timestamp, newest.place + advance, samples, now_s};
+    newest = {packet.timestamp, newest.place + advance, samples, now_s};
     return {.sequence = sequence, .place = newest.place, .newest = true};
 }
 
 void playout_source::pass_over(std::uint32_t packet_ssrc, std::uint16_t packet_sequence) {
-    const int steps =
-        static_cast<std::int16_t>(packet_sequence - static_cast<std::uint16_t>(newest.sequence));
-    if (!known || packet_ssrc != ssrc || steps > max_steps_ahead || steps < -furthest_back) {
-        return;
-    }
-    const std::int64_t sequence = newest.sequence + steps;
-    if (count_once(sequence)) {
-        newest.sequence = std::max(newest.sequence, sequence);
+    if (arrivals.continues(packet_ssrc, packet_sequence)) {
+        arrivals.count_once(arrivals.newest() + arrivals.steps_to(packet_sequence));
     }
 }
 
 bool playout_source::is_other_source(const voice_packet& packet, int steps, int samples) {
-    if (!known || packet.ssrc != ssrc || steps > max_steps_ahead || steps < -furthest_back) {
+    if (!arrivals.continues(packet.ssrc, packet.sequence)) {
         return true;
     }
     if (steps > 0) {
@@ -85,46 +72,10 @@ bool playout_source::is_other_source(const voice_packet& packet, int steps, int 
 }
 
 void playout_source::begin(const voice_packet& packet, int samples, double now_s) {
-    lost_of_earlier_sources = lost();
-    known = true;
-    ssrc = packet.ssrc;
-    newest = {packet.sequence, packet.timestamp, 0, samples, now_s};
-    first_sequence = packet.sequence;
-    received = 1;
-    came.reset();
-    came.set(static_cast<std::size_t>(first_sequence) % remembered);
+    arrivals.begin(packet.ssrc, packet.sequence, packet.timestamp, now_s);
+    newest = {packet.timestamp, 0, samples, now_s};
     timestamp_trust = initial_trust;
     old_in_a_row = 0;
-    jitter_samples = 0;
-    jitter_arrival_s = now_s;
-    jitter_timestamp = packet.timestamp;
-}
-
-bool playout_source::count_once(std::int64_t sequence) {
-    const auto slot = [](std::int64_t number) {
-        return static_cast<std::size_t>(number) % remembered;
-    };
-    const auto oldest = sequence - static_cast<std::int64_t>(remembered) + 1;
-    for (auto skipped = std::max(newest.sequence + 1, oldest); skipped <= sequence; ++skipped) {
-        came.reset(slot(skipped));
-    }
-    if (came.test(slot(sequence))) {
-        return false;
-    }
-    came.set(slot(sequence));
-    first_sequence = std::min(first_sequence, sequence);
-    ++received;
-    return true;
-}
-
-void playout_source::measure_jitter(const voice_packet& packet, double now_s) {
-    const double apart = (now_s - jitter_arrival_s) * samples_per_second;
-    const double change = std::abs(apart - signed_difference(packet.timestamp, jitter_timestamp));
-    jitter_arrival_s = now_s;
-    jitter_timestamp = packet.timestamp;
-    if (change < most_jitter) {
-        jitter_samples += (change - jitter_samples) / 16;
-    }
 }
 
 std::int64_t playout_source::samples_after(const voice_packet& packet, int steps, double now_s) {
@@ -154,7 +105,7 @@ std::int64_t playout_source::samples_before(const voice_packet& packet, int step
 }
 
 void playout_source::place(std::int64_t sequence, std::int64_t new_place) {
-    if (sequence == newest.sequence) {
+    if (sequence == arrivals.newest()) {
         newest.place = new_place;
     }
 }
@@ -164,22 +115,7 @@ void playout_source::shift(std::int64_t samples) {
 }
 
 void playout_source::forget() {
-    lost_of_earlier_sources = lost();
-    known = false;
-    received = 0;
-    jitter_samples = 0;
-}
-
-std::uint64_t playout_source::lost() const {
-    if (received == 0) {
-        return lost_of_earlier_sources;
-    }
-    const auto expected = static_cast<std::uint64_t>(newest.sequence - first_sequence + 1);
-    return lost_of_earlier_sources + expected - received;
-}
-
-double playout_source::jitter_ms() const {
-    return jitter_samples * 1000 / samples_per_second;
+    arrivals.forget();
 }
 
 } // namespace vocalink

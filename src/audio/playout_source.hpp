@@ -3,9 +3,8 @@
 #pragma once
 
 #include "audio/voice_packet.hpp"
+#include "rtp/reception.hpp"
 
-#include <bitset>
-#include <cstddef>
 #include <cstdint>
 
 namespace vocalink {
@@ -27,7 +26,7 @@ struct packet_position {
 class playout_source {
   public:
     /** A packet is out of order by at most so many others; one further behind begins anew. */
-    static constexpr int furthest_back = 50;
+    static constexpr int furthest_back = reception::furthest_behind;
 
     /** Finds the position of a packet and counts it. */
     [[nodiscard]] packet_position locate(const voice_packet& packet, int samples, double now_s);
@@ -45,45 +44,31 @@ class playout_source {
     void forget();
 
     /** Packets expected less those that came once, over all sources (RFC 3550 A.3). */
-    [[nodiscard]] std::uint64_t lost() const;
+    [[nodiscard]] std::uint64_t lost() const { return arrivals.lost(); }
 
     /** Interarrival jitter of the present source (RFC 3550 A.8). */
-    [[nodiscard]] double jitter_ms() const;
+    [[nodiscard]] double jitter_ms() const { return arrivals.jitter_ms(); }
 
   private:
     /** The newest packet: what the places of others are counted from. */
     struct reference {
-        std::int64_t sequence;
         std::uint32_t timestamp;
         std::int64_t place;
         int samples;
         double arrival_s;
     };
 
-    /** Sequence numbers remembered to tell doubled packets from late ones: 10 s of them. */
-    static constexpr std::size_t remembered = 512;
-
     [[nodiscard]] bool is_other_source(const voice_packet& packet, int steps, int samples);
     void begin(const voice_packet& packet, int samples, double now_s);
-    [[nodiscard]] bool count_once(std::int64_t sequence);
-    void measure_jitter(const voice_packet& packet, double now_s);
     [[nodiscard]] std::int64_t samples_after(const voice_packet& packet, int steps, double now_s);
     [[nodiscard]] std::int64_t samples_before(const voice_packet& packet, int steps,
                                               int samples) const;
 
-    bool known = false;
-    std::uint32_t ssrc = 0;
+    reception arrivals;
     reference newest{};
-    std::int64_t first_sequence = 0;
-    std::uint64_t received = 0;
-    std::uint64_t lost_of_earlier_sources = 0;
-    std::bitset<remembered> came; // by sequence number modulo its size, back from the newest
     int timestamp_trust = 0;
     std::uint16_t last_old_sequence = 0; // of the last packet that was not the newest
     int old_in_a_row = 0;                // such packets that followed each other
-    double jitter_samples = 0;
-    double jitter_arrival_s = 0;
-    std::uint32_t jitter_timestamp = 0;
 };
 
 } // namespace vocalink

@@ -35,11 +35,15 @@ int voice_decoder::samples_in(int payload_type, std::size_t bytes) const {
 
 int voice_decoder::decode(int payload_type, std::span<const std::uint8_t> payload,
                           std::span<std::int16_t, max_voice_packet_samples> out) {
-    const int samples = samples_in(payload_type, payload.size());
+    const std::size_t index = index_of(payload_type);
+    if (index == formats.size()) {
+        return 0;
+    }
+    format& accepted = formats[index];
+    const int samples = accepted.codec->samples_in(payload.size());
     if (samples == 0) {
         return 0;
     }
-    format& accepted = formats[index_of(payload_type)];
     if (!accepted.decoder) {
         accepted.decoder = accepted.codec->make_decoder();
     }

@@ -36,6 +36,7 @@ rtp_stream::leg::leg(rtp_stream& stream)
     : owner(stream), playout(ilbc_type_of(stream), stream.frame_bytes),
       encoder(stream.payload, stream.frame_bytes),
       clock(rtp_packet::timestamp(stream.own_packet.data())), earlier(stream.line) {
+    owner.arrivals.forget();
     packet_reader::enable_stamps(owner.fd.get());
     discard_waiting();
 }

@@ -8,6 +8,7 @@
 #include "rtp/event_receiver.hpp"
 #include "rtp/line_quality.hpp"
 #include "rtp/payload_types.hpp"
+#include "rtp/reception.hpp"
 #include "rtp/rtp_packet.hpp"
 #include "rtp/rtp_view.hpp"
 #include "rtp/sap_announcer.hpp"
@@ -129,6 +130,7 @@ class rtp_stream : public stream {
     payload_types types;       // of the far end
     event_receiver keys;       // that the far end presses
     code_watcher codes;        // that it sends in its packets
+    reception arrivals;        // outside conferences, where the playout buffer counts
     struct srtp_sessions {
         srtp_session send;
         srtp_session recv;

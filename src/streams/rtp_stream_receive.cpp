@@ -111,6 +111,9 @@ std::span<const std::uint8_t> rtp_stream::audio_packet_data(char* packet, int le
     rtp_view view = measure_rtp(packet, len);
     view.payload_type = types.from_wire(view.payload_type);
     watch_for_code(packet, len);
+    if (rtp_packet::is_rtp(packet, len)) {
+        arrivals.count(view, is_audio_payload(view.payload_type), util::loop_now());
+    }
     if (is_cut_event(view)) {
         return {};
     }

@@ -18,8 +18,10 @@ void rtp_stream::set_stream_events(int payload_type) {
 }
 
 void rtp_stream::output_line_stats(std::ostream& os) const {
-    os << " lost=" << line.lost << " late=" << line.late << " duplicate=" << line.duplicate
-       << " concealed_ms=" << line.concealed_ms << " jitter_ms=" << std::lround(line.jitter_ms)
+    const double jitter_ms = arrivals.is_known() ? arrivals.jitter_ms() : line.jitter_ms;
+    os << " lost=" << line.lost + arrivals.lost() << " late=" << line.late
+       << " duplicate=" << line.duplicate + arrivals.duplicates()
+       << " concealed_ms=" << line.concealed_ms << " jitter_ms=" << std::lround(jitter_ms)
        << " delay_ms=" << line.delay_ms;
 }
 

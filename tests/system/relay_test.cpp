@@ -81,11 +81,15 @@ TEST_F(relay_test, events_silence_the_tone_and_what_was_not_sent_is_not_looked_a
     EXPECT_EQ(control->notice(), "DTMF_END STREAM a EVENT 6 VOLUME 11 DURATION 1200");
     const bytes sent = a.send(pcmu, random_bytes(160, 2));
     EXPECT_EQ(b.phone.receive(), sent) << "neither events nor the tone during them are relayed";
+    a.send(sent); // once more
+    a.sequence += 2;
     a.send(pcmu, {0xFE, 0xED, 0xFA, 0xCE}); // the mark of an in-band code
     a.send(pcmu, {0xFE});                   // the mark again, if more were looked at than was sent
     a.send(pcmu, bytes(160, 2));
     a.send(55, {255, 7});
     EXPECT_EQ(control->notice(), "CODE DETECT a 254 2 255");
+    const std::string figures = control->command("stats stream a");
+    EXPECT_NE(figures.find(" lost=2 late=0 duplicate=1 "), std::string::npos) << figures;
 }
 
 TEST_F(relay_test, local_ports_ascend_and_bad_addresses_are_refused_at_once) {

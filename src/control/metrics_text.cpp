@@ -114,12 +114,12 @@ void add_packets(exposition& out, const rtp_figures& rtp) {
     counter("vocalink_rtp_receive_errors_total", "Reads that the system refused.", receive_errors);
     counter("vocalink_rtp_send_errors_total", "Packets that the system refused to send.",
             send_errors);
-    counter("vocalink_rtp_lost_packets_total", "Packets of conference members that did not come.",
+    counter("vocalink_rtp_lost_packets_total", "RTP packets that were expected and did not come.",
             lost_packets);
     counter("vocalink_rtp_late_packets_total",
             "Packets of conference members that came after their turn.", late_packets);
-    counter("vocalink_rtp_duplicate_packets_total",
-            "Packets of conference members that came again.", duplicate_packets);
+    counter("vocalink_rtp_duplicate_packets_total", "RTP packets that came again.",
+            duplicate_packets);
     out.family("vocalink_rtp_concealed_seconds_total", "counter",
                "Audio of conference members that was made up in place of what was missing.")
         .add(static_cast<double>(rtp[concealed_ms]) / 1000.0);

@@ -16,10 +16,10 @@ enum rtp_figure : std::size_t {
     sent_bytes,
     receive_errors,
     send_errors,
-    lost_packets, // this and the next three are measured in conferences
-    late_packets,
+    lost_packets,
+    late_packets, // in conferences
     duplicate_packets,
-    concealed_ms,
+    concealed_ms, // in conferences
     refused_not_rtp,
     refused_unknown_type,
     refused_wrong_size,

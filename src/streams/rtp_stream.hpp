@@ -123,6 +123,8 @@ class rtp_stream : public stream {
 
     // Figures: rtp_stream_figures.cpp
     [[nodiscard]] rtp_figures figures() const;
+    /** The line as measured in conferences and out of them. */
+    [[nodiscard]] line_quality whole_line() const;
 
     // Hot: every packet.
     util::unique_fd fd;

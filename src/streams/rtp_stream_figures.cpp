@@ -19,6 +19,7 @@ void rtp_stream::settle_figures() {
 }
 
 rtp_figures rtp_stream::figures() const {
+    const line_quality whole = whole_line();
     rtp_figures now{};
     now[received_packets] = counters.incoming_packets;
     now[received_bytes] = counters.incoming_bytes;
@@ -26,10 +27,10 @@ rtp_figures rtp_stream::figures() const {
     now[sent_bytes] = counters.outgoing_bytes;
     now[receive_errors] = counters.read_failures;
     now[send_errors] = send_refusals.total();
-    now[lost_packets] = static_cast<std::int64_t>(line.lost);
-    now[late_packets] = static_cast<std::int64_t>(line.late);
-    now[duplicate_packets] = static_cast<std::int64_t>(line.duplicate);
-    now[concealed_ms] = static_cast<std::int64_t>(line.concealed_ms);
+    now[lost_packets] = static_cast<std::int64_t>(whole.lost);
+    now[late_packets] = static_cast<std::int64_t>(whole.late);
+    now[duplicate_packets] = static_cast<std::int64_t>(whole.duplicate);
+    now[concealed_ms] = static_cast<std::int64_t>(whole.concealed_ms);
     now[refused_not_rtp] = no_rtp_packets;
     now[refused_unknown_type] = static_cast<std::int64_t>(logged_types.count()) + suppressed_types;
     now[refused_wrong_size] = wrong_size_packets;

@@ -17,12 +17,21 @@ void rtp_stream::set_stream_events(int payload_type) {
     types.name_events(payload_type);
 }
 
+line_quality rtp_stream::whole_line() const {
+    line_quality whole = line;
+    whole.lost += arrivals.lost();
+    whole.duplicate += arrivals.duplicates();
+    if (arrivals.is_known()) {
+        whole.jitter_ms = arrivals.jitter_ms();
+    }
+    return whole;
+}
+
 void rtp_stream::output_line_stats(std::ostream& os) const {
-    const double jitter_ms = arrivals.is_known() ? arrivals.jitter_ms() : line.jitter_ms;
-    os << " lost=" << line.lost + arrivals.lost() << " late=" << line.late
-       << " duplicate=" << line.duplicate + arrivals.duplicates()
-       << " concealed_ms=" << line.concealed_ms << " jitter_ms=" << std::lround(jitter_ms)
-       << " delay_ms=" << line.delay_ms;
+    const line_quality whole = whole_line();
+    os << " lost=" << whole.lost << " late=" << whole.late << " duplicate=" << whole.duplicate
+       << " concealed_ms=" << whole.concealed_ms << " jitter_ms=" << std::lround(whole.jitter_ms)
+       << " delay_ms=" << whole.delay_ms;
 }
 
 } // namespace vocalink

@@ -151,6 +151,38 @@ class ClientTest(unittest.IsolatedAsyncioTestCase):
             with self.assertRaises(vocalink.ConnectionLost):
                 await self.patiently(lost)
 
+    async def test_example_spreads_calls_and_tells_which_are_lost(self):
+        first, first_path = self.daemon, self.path
+        self.addCleanup(first.kill)
+        self.path += "2"
+        self.start_daemon()
+        placement = await asyncio.create_subprocess_exec(
+            sys.executable, HOME.parent.parent / "examples/placement.py", f"{first_path}={IP}",
+            f"{self.path}=127.0.77.2", stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+            env=os.environ | {"PYTHONPATH": str(HOME)})
+
+        async def answer():
+            return (await self.patiently(placement.stdout.readline())).decode().rstrip("\n")
+
+        async def begin(name):
+            placement.stdin.write(f"call {name} {IP}:9 {IP}:9 PCMU\n".encode())
+            said = await answer()
+            self.assertRegex(said, rf"^{name} at (127\.[\d.]+):\d+ and \1:\d+$")
+            return said.split()[2].partition(":")[0]
+
+        self.assertEqual({await answer(), await answer()},
+                         {f"{path} is here" for path in (first_path, self.path)})
+        places = {await begin(name): name for name in ("a", "b")}
+        self.assertEqual(set(places), {IP, "127.0.77.2"})
+        first.kill()
+        first.wait()
+        self.assertEqual(await answer(), f"lost {places[IP]}")
+        self.assertEqual(await begin("c"), "127.0.77.2")
+        placement.stdin.write(b"end c\n")
+        self.assertEqual(await answer(), "c ended")
+        placement.stdin.close()
+        self.assertEqual(await self.patiently(placement.wait()), 0)
+
     def test_has_the_version_of_the_daemon(self):
         said = subprocess.run([os.environ["VOCALINK"], "--version"], capture_output=True, text=True,
                               check=True).stdout.split()[1]

@@ -35,7 +35,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool ilbc20 = in.byte() % 2 == 0;
     playout_buffer buffer(109, ilbc20 ? 38 : 50);
     double now_s = 1000;
-    voice_packet packet{0, 0, 0, 1, false, {}};
+    rtp_view packet;
+    packet.ssrc = 1;
     std::array<std::uint8_t, 1600> payload;
     payload.fill(0x55);
     while (!in.empty()) {
@@ -52,9 +53,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             now_s += in.byte() * 0.1;
             break;
         case 3: // anything
-            packet = {in.one_of(types),           in.number<std::uint16_t>(),
-                      in.number<std::uint32_t>(), in.byte(),
-                      in.byte() % 2 == 0,         in.bytes(in.number<std::uint16_t>() % 1600)};
+            packet.payload_type = in.one_of(types);
+            packet.sequence = in.number<std::uint16_t>();
+            packet.timestamp = in.number<std::uint32_t>();
+            packet.ssrc = in.byte();
+            packet.marker = in.byte() % 2 == 0;
+            packet.payload = in.bytes(in.number<std::uint16_t>() % 1600);
             buffer.put(packet, now_s);
             break;
         case 4:

@@ -80,10 +80,10 @@ class line_trial {
         const auto voice = std::span(payload).first(count);
         speak(packet.number, voice);
         buffer.put({.payload_type = 0,
+                    .marker = packet.number == 0,
                     .sequence = static_cast<std::uint16_t>(packet.number + 65000),
                     .timestamp = static_cast<std::uint32_t>(number * count) + 0xFFFF0000U,
                     .ssrc = 0x1234,
-                    .marker = packet.number == 0,
                     .payload = voice},
                    std::max(packet.time_s, reading_time_s));
     }

@@ -12,4 +12,10 @@ inline constexpr int samples_per_second = 1000 * samples_per_ms;
 inline constexpr int max_frame_samples = 240;
 inline constexpr int usual_frame_samples = 160;
 
+/** Samples of one conference frame: 20 ms. */
+inline constexpr int voice_frame_samples = 160;
+
+/** Samples of the longest packet that a conference decodes: six iLBC frames of 30 ms. */
+inline constexpr int max_voice_packet_samples = 1440;
+
 } // namespace vocalink

@@ -20,7 +20,7 @@ bool playout_buffer::accepts(int payload_type) const {
     return decoder.accepts(payload_type);
 }
 
-bool playout_buffer::put(const voice_packet& packet, double now_s) {
+bool playout_buffer::put(const rtp_view& packet, double now_s) {
     const int samples = decoder.samples_in(packet.payload_type, packet.payload.size());
     if (samples == 0) {
         return false;

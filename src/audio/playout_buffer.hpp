@@ -9,7 +9,6 @@
 #include "audio/playout_queue.hpp"
 #include "audio/playout_source.hpp"
 #include "audio/voice_decoder.hpp"
-#include "audio/voice_packet.hpp"
 
 #include <cstdint>
 #include <span>
@@ -47,8 +46,9 @@ class playout_buffer {
     /** Whether packets of that type are decoded. */
     [[nodiscard]] bool accepts(int payload_type) const;
 
-    /** Takes a packet. @return false for one whose type or length does not fit, which is ignored */
-    bool put(const voice_packet& packet, double now_s);
+    /** Takes a packet, whose timestamp counts at 8 kHz, for G.722 too (RFC 3551 4.5.2).
+     *  @return false for one whose type or length does not fit, which is ignored */
+    bool put(const rtp_view& packet, double now_s);
 
     /** Takes note of a packet of the speaker that carries no audio, whose number is not missing. */
     void pass_over(std::uint32_t ssrc, std::uint16_t sequence);

@@ -3,7 +3,6 @@
 #include "audio/playout_delay.hpp"
 
 #include "audio/frame.hpp"
-#include "audio/voice_packet.hpp"
 
 #include <algorithm>
 #include <cmath>

@@ -2,7 +2,7 @@
 // Decoded samples of one speaker between the decoder and the tick, in one unbroken wave.
 #pragma once
 
-#include "audio/voice_packet.hpp"
+#include "audio/frame.hpp"
 
 #include <array>
 #include <cstddef>

@@ -29,7 +29,7 @@ int signed_difference(std::uint32_t later, std::uint32_t earlier) {
 
 } // namespace
 
-packet_position playout_source::locate(const voice_packet& packet, int samples, double now_s) {
+packet_position playout_source::locate(const rtp_view& packet, int samples, double now_s) {
     const int steps = arrivals.steps_to(packet.sequence);
     if (is_other_source(packet, steps, samples)) {
         begin(packet, samples, now_s);
@@ -55,7 +55,7 @@ void playout_source::pass_over(std::uint32_t packet_ssrc, std::uint16_t packet_s
     }
 }
 
-bool playout_source::is_other_source(const voice_packet& packet, int steps, int samples) {
+bool playout_source::is_other_source(const rtp_view& packet, int steps, int samples) {
     if (!arrivals.continues(packet.ssrc, packet.sequence)) {
         return true;
     }
@@ -71,14 +71,14 @@ bool playout_source::is_other_source(const voice_packet& packet, int steps, int 
     return std::abs(error) > max_timestamp_error || old_in_a_row >= restart_after_old;
 }
 
-void playout_source::begin(const voice_packet& packet, int samples, double now_s) {
+void playout_source::begin(const rtp_view& packet, int samples, double now_s) {
     arrivals.begin(packet.ssrc, packet.sequence, packet.timestamp, now_s);
     newest = {packet.timestamp, 0, samples, now_s};
     timestamp_trust = initial_trust;
     old_in_a_row = 0;
 }
 
-std::int64_t playout_source::samples_after(const voice_packet& packet, int steps, double now_s) {
+std::int64_t playout_source::samples_after(const rtp_view& packet, int steps, double now_s) {
     const std::int64_t counted = std::int64_t{steps} * newest.samples;
     const std::int64_t stamped = signed_difference(packet.timestamp, newest.timestamp);
     const std::int64_t pause = stamped - counted;
@@ -96,8 +96,7 @@ std::int64_t playout_source::samples_after(const voice_packet& packet, int steps
     return possible && timestamp_trust >= least_trust ? stamped : counted;
 }
 
-std::int64_t playout_source::samples_before(const voice_packet& packet, int steps,
-                                            int samples) const {
+std::int64_t playout_source::samples_before(const rtp_view& packet, int steps, int samples) const {
     const std::int64_t counted = std::int64_t{steps} * samples;
     const std::int64_t stamped = signed_difference(packet.timestamp, newest.timestamp);
     const bool possible = stamped <= -samples && stamped >= 2 * counted;

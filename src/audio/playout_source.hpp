@@ -2,8 +2,8 @@
 // Where each packet of a speaker belongs, and what became of those that were expected.
 #pragma once
 
-#include "audio/voice_packet.hpp"
 #include "rtp/reception.hpp"
+#include "rtp/rtp_view.hpp"
 
 #include <cstdint>
 
@@ -29,7 +29,7 @@ class playout_source {
     static constexpr int furthest_back = reception::furthest_behind;
 
     /** Finds the position of a packet and counts it. */
-    [[nodiscard]] packet_position locate(const voice_packet& packet, int samples, double now_s);
+    [[nodiscard]] packet_position locate(const rtp_view& packet, int samples, double now_s);
 
     /** Counts a packet of the source that carries no audio: a key, comfort noise. It is not lost. */
     void pass_over(std::uint32_t packet_ssrc, std::uint16_t packet_sequence);
@@ -58,11 +58,10 @@ class playout_source {
         double arrival_s;
     };
 
-    [[nodiscard]] bool is_other_source(const voice_packet& packet, int steps, int samples);
-    void begin(const voice_packet& packet, int samples, double now_s);
-    [[nodiscard]] std::int64_t samples_after(const voice_packet& packet, int steps, double now_s);
-    [[nodiscard]] std::int64_t samples_before(const voice_packet& packet, int steps,
-                                              int samples) const;
+    [[nodiscard]] bool is_other_source(const rtp_view& packet, int steps, int samples);
+    void begin(const rtp_view& packet, int samples, double now_s);
+    [[nodiscard]] std::int64_t samples_after(const rtp_view& packet, int steps, double now_s);
+    [[nodiscard]] std::int64_t samples_before(const rtp_view& packet, int steps, int samples) const;
 
     reception arrivals;
     reference newest{};

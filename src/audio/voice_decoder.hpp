@@ -3,7 +3,7 @@
 #pragma once
 
 #include "audio/codec.hpp"
-#include "audio/voice_packet.hpp"
+#include "audio/frame.hpp"
 
 #include <cstddef>
 #include <cstdint>

@@ -33,7 +33,6 @@ class rtp_stream::leg : public conference_leg {
     void discard_waiting();
     int receive_waiting(double now_s);
     void take_packet(const packet_reader::packet& packet, double now_s);
-    void take_audio(const rtp_view& view, double arrival_s);
     void take_event(const rtp_view& view, double arrival_s);
     void report(const key_receiver::changes& changes);
     void note_line();

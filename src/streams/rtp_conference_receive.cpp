@@ -102,7 +102,7 @@ void rtp_stream::leg::take_packet(const packet_reader::packet& packet, double no
     owner.log_packet(owner.pcap_in, packet.bytes, len, dir_in, audio, packet.waited_s);
     const double arrival_s = now_s - packet.waited_s;
     if (audio) {
-        take_audio(*view, arrival_s);
+        owner.wrong_size_packets += playout.put(*view, arrival_s) ? 0 : 1;
         return;
     }
     playout.pass_over(view->ssrc, view->sequence);
@@ -111,13 +111,6 @@ void rtp_stream::leg::take_packet(const packet_reader::packet& packet, double no
     } else {
         owner.report_unknown_type(view->payload_type);
     }
-}
-
-void rtp_stream::leg::take_audio(const rtp_view& view, double arrival_s) {
-    const bool fits = playout.put(
-        {view.payload_type, view.sequence, view.timestamp, view.ssrc, view.marker, view.payload},
-        arrival_s);
-    owner.wrong_size_packets += fits ? 0 : 1;
 }
 
 void rtp_stream::leg::take_event(const rtp_view& view, double arrival_s) {

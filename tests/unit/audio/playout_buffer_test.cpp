@@ -67,7 +67,12 @@ int sharpest_bend(std::span<const std::int16_t> samples) {
 class conversation {
   public:
     void say(std::span<const std::uint8_t> payload, std::uint32_t timestamp_step = 160) {
-        buffer->put({type, sequence++, timestamp, ssrc, false, payload}, now_s);
+        buffer->put({.payload_type = type,
+                     .sequence = sequence++,
+                     .timestamp = timestamp,
+                     .ssrc = ssrc,
+                     .payload = payload},
+                    now_s);
         timestamp += timestamp_step;
     }
 
@@ -358,7 +363,7 @@ TEST(playout_buffer, survives_anything_at_every_codec) {
                                      : timestamp + static_cast<std::uint32_t>(any(400));
             const auto ssrc = static_cast<std::uint32_t>(any(200) == 0 ? any(5) : 1);
             now_s += any(1000) == 0 ? any(3) : any(20) / 1000.0;
-            buffer.put({type, sequence, timestamp, ssrc, any(2) == 0, payload}, now_s);
+            buffer.put({type, any(2) == 0, sequence, timestamp, ssrc, 0, 0, payload}, now_s);
             for (int tick = any(3); tick > 0; --tick) {
                 static_cast<void>(buffer.play(frame, now_s));
             }

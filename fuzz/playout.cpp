@@ -23,7 +23,7 @@ void play(playout_buffer& buffer, double now_s) {
     if (!buffer.play(frame, now_s)) {
         assert(std::all_of(frame.begin(), frame.end(), [](auto sample) { return sample == 0; }));
     }
-    const playout_counters counted = buffer.counters();
+    const line_quality counted = buffer.counters();
     assert(counted.delay_ms >= 0 && counted.delay_ms <= most_delay_ms);
     assert(counted.jitter_ms >= 0);
 }

@@ -39,7 +39,7 @@ void print_row(const line_kind& kind, double seconds) {
     constexpr double judged_s = 10;
     delay_meter meter(kind.settings);
     meter.trial.run_until(seconds);
-    const vocalink::playout_counters counters = meter.trial.buffer.counters();
+    const vocalink::line_quality counters = meter.trial.buffer.counters();
     std::printf("| %s | %.0f, %.0f | %.0f | %.0f | %.2f | %llu |\n", kind.name,
                 meter.median(settled_s, seconds), meter.worst(settled_s, seconds),
                 meter.median(settled_s, settled_s + judged_s),

@@ -27,11 +27,11 @@ bool playout_buffer::put(const rtp_view& packet, double now_s) {
     }
     const packet_position position = source.locate(packet, samples, now_s);
     if (position.duplicate) {
-        ++duplicate_packets;
+        ++counted.duplicate;
         return true;
     }
     if (is_late(position, samples)) {
-        ++late_packets;
+        ++counted.late;
         delay.arrived(position.place - play_position(), now_s);
         return true;
     }
@@ -148,11 +148,9 @@ void playout_buffer::clear() {
     undecided_samples = 0;
 }
 
-playout_counters playout_buffer::counters() const {
-    playout_counters counters;
+line_quality playout_buffer::counters() const {
+    line_quality counters = counted;
     counters.lost = source.lost();
-    counters.late = late_packets;
-    counters.duplicate = duplicate_packets;
     counters.concealed_ms = concealed_samples / samples_per_ms;
     counters.jitter_ms = source.jitter_ms();
     if (!in_pause()) {

@@ -9,21 +9,12 @@
 #include "audio/playout_queue.hpp"
 #include "audio/playout_source.hpp"
 #include "audio/voice_decoder.hpp"
+#include "rtp/line_quality.hpp"
 
 #include <cstdint>
 #include <span>
 
 namespace vocalink {
-
-/** What a playout buffer counted, over all sources since it was made; clear() keeps it. */
-struct playout_counters {
-    std::uint64_t lost = 0;         // expected less what came once (RFC 3550 A.3)
-    std::uint64_t late = 0;         // came after their turn
-    std::uint64_t duplicate = 0;    // came again
-    std::uint64_t concealed_ms = 0; // made up in place of what was missing
-    double jitter_ms = 0;           // RFC 3550 A.8
-    int delay_ms = 0;               // audio that waits now
-};
 
 /** Puts the packets of one speaker in order, and gives 20 ms of samples each tick.
  *
@@ -60,7 +51,8 @@ class playout_buffer {
     /** Forgets all audio and the source, as for a member that left; the counters stay. */
     void clear();
 
-    [[nodiscard]] playout_counters counters() const;
+    /** What was counted since the buffer was made, and what is measured now. */
+    [[nodiscard]] line_quality counters() const;
 
   private:
     static constexpr int most_waiting = 200 * samples_per_ms; // older audio is dropped
@@ -102,8 +94,7 @@ class playout_buffer {
     int made_up_samples = 0;   // at the end of the line, since the last packet
     int undecided_samples = 0; // of them, those that stand for a loss or for a pause
     int ticks_since_splice = 0;
-    std::uint64_t late_packets = 0;
-    std::uint64_t duplicate_packets = 0;
+    line_quality counted; // of it the numbers of packets late and doubled
 };
 
 } // namespace vocalink

@@ -134,13 +134,8 @@ void rtp_stream::leg::report(const key_receiver::changes& changes) {
 
 /** Adds the counts of this leg's playout buffer to those of earlier legs. */
 void rtp_stream::leg::note_line() {
-    const playout_counters& now = playout.counters();
-    owner.line.lost = earlier.lost + now.lost;
-    owner.line.late = earlier.late + now.late;
-    owner.line.duplicate = earlier.duplicate + now.duplicate;
-    owner.line.concealed_ms = earlier.concealed_ms + now.concealed_ms;
-    owner.line.jitter_ms = now.jitter_ms;
-    owner.line.delay_ms = now.delay_ms;
+    owner.line = playout.counters();
+    owner.line += earlier;
 }
 
 } // namespace vocalink

@@ -2,8 +2,6 @@
 // The payload types that the RTP endpoint's far end may choose, and the figures of its line.
 #include "streams/rtp_stream.hpp"
 
-#include <cmath>
-
 namespace vocalink {
 
 /** Only iLBC has no payload type of its own (RFC 3551 6). */
@@ -28,10 +26,7 @@ line_quality rtp_stream::whole_line() const {
 }
 
 void rtp_stream::output_line_stats(std::ostream& os) const {
-    const line_quality whole = whole_line();
-    os << " lost=" << whole.lost << " late=" << whole.late << " duplicate=" << whole.duplicate
-       << " concealed_ms=" << whole.concealed_ms << " jitter_ms=" << std::lround(whole.jitter_ms)
-       << " delay_ms=" << whole.delay_ms;
+    whole_line().write_to(os);
 }
 
 } // namespace vocalink

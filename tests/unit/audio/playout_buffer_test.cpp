@@ -182,7 +182,7 @@ TEST(playout_buffer, loss_is_concealed_at_the_same_loudness_without_a_click) {
     const auto heard = std::span(voice.samples).subspan(8000);
     EXPECT_NEAR(20 * std::log10(rms(heard) / rms(sent)), 0, 1);
     EXPECT_LE(sharpest_bend(heard), 2 * sharpest_bend(sent));
-    const playout_counters counters = voice.buffer.counters();
+    const line_quality counters = voice.buffer.counters();
     EXPECT_GT(counters.lost, 100U);
     EXPECT_NEAR(static_cast<double>(counters.concealed_ms), 20 * static_cast<double>(counters.lost),
                 100);
@@ -319,7 +319,7 @@ TEST(playout_buffer, counts_what_was_lost_late_and_doubled) {
     talk.sequence = static_cast<std::uint16_t>(talk.sequence - 30); // the lost one, late
     talk.timestamp -= 30 * 160;
     talk.say();
-    playout_counters counters = talk.buffer->counters();
+    line_quality counters = talk.buffer->counters();
     EXPECT_EQ(counters.lost, 0U);
     EXPECT_EQ(counters.late, 1U);
     EXPECT_EQ(counters.duplicate, 1U);

@@ -3,7 +3,6 @@
 #include "audio/tone_detector.hpp"
 #include "streams/conference_leg.hpp"
 #include "streams/tone_stream.hpp"
-#include "util/log_line.hpp"
 
 #include <algorithm>
 #include <optional>
@@ -32,8 +31,7 @@ class tone_stream::leg : public conference_leg {
 
     void hear(const tick_frame& heard, double) override {
         for (const char digit : detector->detect(heard)) {
-            util::log_line() << "detected: " << digit;
-            owner.keep_digits(std::string(1, digit));
+            owner.keep_digits({&digit, 1});
             owner.notify_signal.emit("TONE STREAM " + owner.id + " DIGITS " + digit);
         }
     }

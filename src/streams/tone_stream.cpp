@@ -2,7 +2,6 @@
 // The generator and detector of signalling tones.
 #include "streams/tone_stream.hpp"
 
-#include "base/exceptions.hpp"
 #include "rtp/rtp_view.hpp"
 #include "util/log_line.hpp"
 #include "util/system_random.hpp"
@@ -31,21 +30,10 @@ tone_stream::tone_stream(std::string stream_id, ToneType signalling, bool detect
         generator.put("1234");
     }
     if (detect && tone_type != R2MF) {
-        make_detector();
+        detector.emplace(tone_type);
     }
     source = util::system_random();
     rtp_packet::init_header(rtp_header.data(), PCMU, *source);
-}
-
-void tone_stream::make_detector() {
-    if (tone_type == BELLMF) {
-        bell_mf_receiver.reset(bell_mf_rx_init(nullptr, nullptr, nullptr));
-    } else {
-        dtmf_receiver.reset(dtmf_rx_init(nullptr, nullptr, nullptr));
-    }
-    if (!bell_mf_receiver && !dtmf_receiver) {
-        throw stream_exception("Could not create tone detector");
-    }
 }
 
 tone_stream::~tone_stream() {
@@ -104,27 +92,18 @@ int tone_stream::write_outgoing(const char* buf, int len) {
 void tone_stream::run_detector(const char* body, std::size_t body_bytes) {
     std::array<short, usual_frame_samples> samples; // room for a body, and for as many samples
     std::memcpy(samples.data(), body, body_bytes);
-    const int count = static_cast<int>(body_bytes / sizeof(short));
-    std::array<char, 128> digits{};
-    constexpr int most_digits = 127;
-    if (bell_mf_receiver) {
-        bell_mf_rx(bell_mf_receiver.get(), samples.data(), count);
-        bell_mf_rx_get(bell_mf_receiver.get(), digits.data(), most_digits);
-    } else if (dtmf_receiver) {
-        dtmf_rx(dtmf_receiver.get(), samples.data(), count);
-        dtmf_rx_get(dtmf_receiver.get(), digits.data(), most_digits);
-    } else {
-        // Deliberate: docs/behaviours.md#r2-tones
+    if (!detector) { // Deliberate: docs/behaviours.md#r2-tones
         generator.generate(samples.data(), static_cast<int>(body_bytes));
-    }
-    if (digits.front() == '\0') {
         return;
     }
-    log_line() << "detected: " << digits.data();
-    keep_digits(digits.data());
+    keep_digits(detector->detect(std::span(samples).first(body_bytes / sizeof(short))));
 }
 
-void tone_stream::keep_digits(const std::string& digits) {
+void tone_stream::keep_digits(std::string_view digits) {
+    if (digits.empty()) {
+        return;
+    }
+    log_line() << "detected: " << digits;
     detected += digits;
     if (detected.size() > kept_digits) {
         detected.erase(0, detected.size() - kept_digits);

@@ -10,7 +10,9 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 
 namespace vocalink {
 
@@ -46,9 +48,8 @@ class tone_stream : public timer_stream {
   private:
     class leg; // tone_conference.cpp
 
-    void make_detector();
-    /** Keeps digits for tones_detected(). */
-    void keep_digits(const std::string& digits);
+    /** Logs digits and keeps them for tones_detected(). */
+    void keep_digits(std::string_view digits);
     void run_detector(const char* body, std::size_t body_bytes);
 
     static constexpr int generated_samples = 400;
@@ -58,8 +59,7 @@ class tone_stream : public timer_stream {
     rtp_hdr_t rtp_header;                                // of the packet before
     std::array<short, generated_samples> tone_samples{}; // keeps the last tone where none is sent
     tone_generator generator;
-    bell_mf_rx_ptr bell_mf_receiver; // of a Bell MF stream that detects
-    dtmf_rx_ptr dtmf_receiver;       // of a DTMF stream that detects
+    std::optional<tone_detector> detector; // none for R2
     std::string detected;
     util::repeat_guard size_mismatches;
 };

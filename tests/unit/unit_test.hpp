@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What unit tests share: the standard library, bytes, files, and a loop with the default options.
+#pragma once
+
+#include "base/config.hpp"
+#include "harness/rtp_peer.hpp"
+#include "harness/temporary_directory.hpp"
+#include "util/event_loop.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <numeric>
+#include <optional>
+#include <random>
+#include <set>
+#include <span>
+#include <sstream>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace vocalink {
+
+namespace fs = std::filesystem;
+using bytes = std::vector<std::uint8_t>;
+
+/** What the file holds behind its first bytes. */
+inline std::string content(const std::string& path, std::size_t from = 0) {
+    std::ifstream file(path);
+    const std::string all(std::istreambuf_iterator<char>(file), {});
+    return all.substr(std::min(from, all.size()));
+}
+
+/** A test of what lives on the loop, under the default options. */
+class loop_test : public testing::Test {
+  protected:
+    char* no_arguments[1]{};
+    config options{0, no_arguments};
+    ev::default_loop loop;
+};
+
+} // namespace vocalink

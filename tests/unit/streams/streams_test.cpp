@@ -1,62 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Samples, sums and packet measures; the RTP endpoint against a far end on the loopback network.
-#include "audio/g711.hpp"
-#include "audio/mixer.hpp"
-#include "base/config.hpp"
-#include "harness/rtp_peer.hpp"
+// Local ports, and the RTP endpoint against a far end on the loopback network.
 #include "rtp/rtp_ports.hpp"
 #include "streams/rtp_stream.hpp"
-
-#include <gtest/gtest.h>
-
-#include <numeric>
-#include <set>
+#include "unit_test.hpp"
 
 namespace vocalink {
 namespace {
 
-using bytes = std::vector<std::uint8_t>;
 using harness::rtp_packet_bytes;
-
-/** One sample by the description of the code, its segment searched bit by bit. */
-int ulaw_by_definition(int sample) {
-    const int biased = std::min(std::abs(sample), 32635) + 132;
-    int exponent = 0;
-    while (((biased >> 7) & 0xFF) >> exponent > 1) {
-        exponent += 1;
-    }
-    const int code = ((sample >> 8) & 0x80) | exponent << 4 | ((biased >> (exponent + 3)) & 0x0F);
-    return code == 0xFF ? 0x02 : ~code & 0xFF;
-}
-
-TEST(g711, encodes_every_sample_and_decodes_every_byte_by_the_definition) {
-    std::vector<short> samples(65536), decoded(256); // whole, as frames are: the loops are unrolled
-    std::vector<char> encoded(samples.size()), all_bytes(decoded.size());
-    std::iota(samples.begin(), samples.end(), short{-32768});
-    std::iota(all_bytes.begin(), all_bytes.end(), char{0});
-    linear2ulaw(samples.data(), encoded.data(), 65536);
-    ulaw2linear(all_bytes.data(), decoded.data(), 256);
-    for (int i = 0; i < 65536; ++i) {
-        ASSERT_EQ(encoded[i] & 0xFF, ulaw_by_definition(samples[i])) << samples[i];
-    }
-    constexpr int base[] = {0, 132, 396, 924, 1980, 4092, 8316, 16764};
-    for (int byte = 0; byte < 256; ++byte) {
-        const int exponent = (~byte >> 4) & 7;
-        const int magnitude = base[exponent] + ((~byte & 0x0F) << (exponent + 3));
-        EXPECT_EQ(decoded[byte], byte < 0x80 ? -magnitude : magnitude) << byte;
-    }
-}
-
-TEST(mixer, saturates_the_whole_sum_and_nothing_before_it) {
-    const std::array<short, 4> rows[] = {{1, 32766, 0, 32767},    {0, 32767, 32767, 32767},
-                                         {-1, -32766, 0, -32767}, {-1, -32767, 0, -32768},
-                                         {-2, -32767, 0, -32768}, {30000, 30000, -32768, 27232}};
-    for (auto [sum, first, second, expected] : rows) {
-        const short* const frames[] = {&first, &second};
-        mix_slinear_frames(&sum, frames, 2, 1);
-        EXPECT_EQ(sum, expected);
-    }
-}
 
 TEST(rtp_ports, go_up_by_two_and_around) {
     rtp_ports ports(usual_ports);
@@ -97,7 +48,7 @@ std::uint16_t port_of(const rtp_stream& s) {
     return static_cast<std::uint16_t>(std::stoi(s.local_port()));
 }
 
-class rtp_stream_test : public testing::Test {
+class rtp_stream_test : public loop_test {
   protected:
     rtp_stream make(std::string id, std::string encoding) {
         return rtp_stream(id, "127.7.0.1", "127.7.0.2", far.port(), encoding);
@@ -106,9 +57,6 @@ class rtp_stream_test : public testing::Test {
         return by.write_outgoing(reinterpret_cast<const char*>(packet.data()), len);
     }
 
-    char* no_arguments[1]{};
-    config options{0, no_arguments};
-    ev::default_loop loop;
     harness::rtp_peer far{"127.7.0.2"};
     rtp_stream s = make("s,(1)", "PCMU");
 };
@@ -150,7 +98,7 @@ TEST_F(rtp_stream_test, silence_clears_as_many_samples_as_the_frame_has_bytes) {
     EXPECT_EQ(std::count(compressed.incoming_packet(), compressed.incoming_packet() + 160, 7), 140);
 }
 
-TEST_F(rtp_stream_test, tells_a_partner_without_audio_from_a_packet_that_is_too_short) {
+TEST_F(rtp_stream_test, tells_empty_packets_from_short_ones_and_counts_those_that_were_refused) {
     testing::internal::CaptureStderr();
     for (const int len : {0, 0, 100, 100}) {
         EXPECT_EQ(relay(s, rtp_packet_bytes(0, 1, 1, 1, bytes(160)), len), 0);
@@ -159,6 +107,11 @@ TEST_F(rtp_stream_test, tells_a_partner_without_audio_from_a_packet_that_is_too_
         "\n-- stream(s,(1)): future packet size mismatches for stream will be suppressed\n";
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "packet size mismatch: 160 > 0" + note + "packet size mismatch: 172 > 100" + note);
+    s.set_stream_endpoint("127.7.0.2", 0); // which the system refuses
+    EXPECT_EQ(s.write_outgoing(nullptr, 0), 0);
+    std::ostringstream stats;
+    s.output_stats(stats);
+    EXPECT_EQ(stats.str(), " incoming_packets=0 outgoing_packets=1 packet_write_failures=1");
 }
 
 TEST_F(rtp_stream_test, translates_the_payload_types_that_its_far_end_has_named) {
@@ -191,6 +144,22 @@ TEST_F(rtp_stream_test, translates_the_payload_types_that_its_far_end_has_named)
     far.send_to("127.7.0.1", port_of(a), key);
     EXPECT_EQ(a.read_incoming_rtp(packet, max_packet_bytes, false), 0);
     EXPECT_EQ(told.text, "DTMF_START STREAM a EVENT 5 VOLUME 10");
+}
+
+TEST_F(rtp_stream_test, drains_encrypted_packets_and_keeps_the_last) {
+    srtp_init();
+    const std::array<unsigned char, srtp_key_bytes> key{1};
+    s.set_stream_encryption(key.data(), key.data());
+    srtp_session sender(ssrc_any_outbound, key);
+    for (const std::uint8_t number : {1, 2}) {
+        bytes packet = rtp_packet_bytes(PCMU, number, 160U * number, 7, bytes(160, number));
+        int len = static_cast<int>(packet.size());
+        EXPECT_EQ(sender.protect(reinterpret_cast<char*>(packet.data()), len), srtp_err_status_ok);
+        far.send_to("127.7.0.1", port_of(s), packet);
+    }
+    std::array<char, max_packet_bytes> last{};
+    EXPECT_EQ(s.read_incoming_rtp(last.data(), max_packet_bytes, true), 172);
+    EXPECT_EQ(std::count(last.begin() + 12, last.end(), 2), 160);
 }
 
 /** A far end that answers each notice of a stream with another packet that makes two. */

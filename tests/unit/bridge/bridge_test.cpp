@@ -1,17 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // How a bridge moves audio as members come and go, and who hears whom in its mix.
-#include "base/config.hpp"
 #include "base/exceptions.hpp"
 #include "bridge/bridge.hpp"
 #include "streams/conference_leg.hpp"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstring>
-#include <functional>
-#include <memory>
-#include <random>
+#include "unit_test.hpp"
 
 namespace vocalink {
 namespace {
@@ -31,8 +23,7 @@ struct fake_stream : stream {
     void dump_detailed_stats(std::ostream&) override {}
     std::string_view kind_word() const override { return "fake_stream"; }
     std::string list_stream() override { return id; }
-    std::unique_ptr<conference_leg> make_conference_leg() override { return nullptr; }
-
+    std::unique_ptr<conference_leg> make_conference_leg() override;
     void forget_source(std::uint32_t ssrc) override { forgotten = ssrc; }
 
     using stream::incoming;
@@ -44,7 +35,38 @@ struct fake_stream : stream {
     std::string sent;
 };
 
-class bridge_test : public testing::Test {
+const std::string event_packet("\x80\x65\0\1\0\0\3\xC0ssrc\5\x0A\0\0", 16);
+
+/** Speaks and hears the member's frames; a kind_event sends a key. */
+struct fake_leg : conference_leg {
+    explicit fake_leg(fake_stream& member) : owner(member) {}
+    const tick_frame* speak(double) override {
+        owner.reads = '.'; // of the last tick, where several catch up
+        owner.sent.clear();
+        std::copy_n(owner.incoming.begin(), tick_samples, said.begin());
+        return owner.get_type() == kind_event ? nullptr : &said;
+    }
+    std::span<const key_press> keys() override {
+        return {&key, owner.get_type() == kind_event ? 1U : 0U};
+    }
+    bool listens() const override { return owner.get_type() == kind_rtp; }
+    void take_key(const key_press&) override { owner.sent += listens() ? event_packet : ""; }
+    void hear(const tick_frame& heard, double) override {
+        owner.sent += "mix";
+        owner.outgoing = {};
+        std::copy(heard.begin(), heard.end(), owner.outgoing.begin());
+    }
+
+    fake_stream& owner;
+    tick_frame said{};
+    key_press key{};
+};
+
+std::unique_ptr<conference_leg> fake_stream::make_conference_leg() {
+    return std::make_unique<fake_leg>(*this);
+}
+
+class bridge_test : public loop_test {
   public:
     void note_end(std::string id) { ended += id; }
 
@@ -95,9 +117,6 @@ class bridge_test : public testing::Test {
         return text;
     }
 
-    char* no_arguments[1]{};
-    config options{0, no_arguments};
-    ev::default_loop loop;
     std::string ended;
     std::map<std::string, std::unique_ptr<fake_stream>> all;
     std::unique_ptr<bridge> b = std::make_unique<bridge>("b1");
@@ -166,12 +185,13 @@ TEST_F(bridge_test, a_prompt_that_ends_takes_its_source_with_it) {
 }
 
 TEST_F(bridge_test, mixes_for_each_member_the_plain_sum_of_those_it_may_hear) {
-    const std::string event("\x80\x65\0\1\0\0\3\xC0ssrc\5\x0A\0\0", 16);
     std::mt19937 random(2);
-    for (const char id : std::string("abcdefghijklm")) {
-        b->add_stream(&member(std::string(1, id)));
-    }
-    for (unsigned int round = 0; round < 8; ++round) { // no rules at first, many at last
+    for (unsigned int round = 0; round < 16; ++round) { // no rules at first, many at last
+        const bool conference = round % 2 == 1;
+        b = std::make_unique<bridge>("b1", conference ? make_conference : make_relay_mix);
+        for (const char id : std::string("abcdefghijklm")) {
+            b->add_stream(&member(std::string(1, id)));
+        }
         for (const auto& [id, each] : all) {
             std::generate(each->incoming.begin(), each->incoming.end(), std::ref(random));
             std::deque<std::string> ids;
@@ -180,28 +200,33 @@ TEST_F(bridge_test, mixes_for_each_member_the_plain_sum_of_those_it_may_hear) {
             }
             each->set_stream_targets(ids);
             each->set_stream_sources(ids);
-            random() % 8 < round ? each->set_stream_restricted() : each->clear_stream_restricted();
-            random() % 8 < round ? each->set_stream_selective() : each->clear_stream_selective();
+            random() % 16 < round ? each->set_stream_restricted() : each->clear_stream_restricted();
+            random() % 16 < round ? each->set_stream_selective() : each->clear_stream_selective();
         }
-        std::memcpy(all["m"]->incoming.data(), event.data(), event.size());
+        std::memcpy(all["m"]->incoming.data(), event_packet.data(), event_packet.size());
+        ASSERT_TRUE(cycle());
+        EXPECT_EQ(all["a"]->reads, conference ? "." : "d");
         ASSERT_TRUE(cycle());
         for (const auto& [id, listener] : all) {
             SCOPED_TRACE(id + " in round " + std::to_string(round));
             std::string sent;
-            std::vector<const short*> frames;
-            std::array<short, max_frame_samples> sum{};
+            std::array<int, max_frame_samples> sum{};
             for (const auto& [other_id, other] : all) {
-                if (other != listener && other->may_be_heard_by(id) &&
-                    listener->wants_to_hear(other_id)) {
-                    other_id == "m" ? (void)(sent = event)
-                                    : frames.push_back(other->incoming.data());
+                if (other == listener || !other->may_be_heard_by(id) ||
+                    !listener->wants_to_hear(other_id)) {
+                    continue;
+                }
+                sent = other_id == "m" ? event_packet : sent;
+                for (int i = 0; i < (conference ? 160 : listener->frame_samples()); ++i) {
+                    sum[i] += other_id == "m" ? 0 : other->incoming[i];
                 }
             }
-            mix_slinear_frames(sum.data(), frames.data(), static_cast<int>(frames.size()),
-                               listener->frame_samples());
-            EXPECT_EQ(listener->reads, round == 0 ? "d" : ".");
-            EXPECT_EQ(listener->sent, listener->get_type() == kind_rtp ? sent + "mix" : "");
-            EXPECT_TRUE(listener->get_type() != kind_rtp || listener->outgoing == sum);
+            const bool hears = listener->get_type() == kind_rtp;
+            EXPECT_EQ(listener->reads, ".");
+            EXPECT_EQ(listener->sent, hears ? sent + "mix" : "");
+            EXPECT_TRUE(!hears || std::ranges::equal(listener->outgoing, sum, {}, {}, [](int each) {
+                return std::clamp(each, -32768, 32767);
+            }));
         }
     }
 }

@@ -1,21 +1,21 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What a controller is told when it does not read, or while a command goes on.
-#include "base/config.hpp"
+// Replies that come later or in parts, and what a controller is told when it does not read.
+#include "base/exceptions.hpp"
 #include "control/connection.hpp"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
-#include <chrono>
-#include <memory>
+#include "unit_test.hpp"
 
 #include <sys/socket.h>
 
 namespace vocalink {
 namespace {
 
-class connection_test : public ::testing::Test {
+std::shared_ptr<pending_reply> owed; // what the handler below returns
+
+command_result reply_later(connection&, word_list&) {
+    return owed;
+}
+
+class connection_test : public loop_test {
   public:
     void forget_caller(std::string) { caller = nullptr; }
 
@@ -25,6 +25,7 @@ class connection_test : public ::testing::Test {
         EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
         client.reset(ends[0]);
         caller = new connection("1", util::unique_fd(ends[1]), turns);
+        owed = std::make_shared<pending_reply>();
     }
     ~connection_test() override { delete caller; }
 
@@ -50,10 +51,8 @@ class connection_test : public ::testing::Test {
         return received;
     }
 
-    char* no_arguments[1] = {nullptr};
-    config options{0, no_arguments};
     util::unique_fd client;
-    command_turns turns;
+    command_turns turns{std::chrono::microseconds(1)}; // a piece of work in each iteration
     connection* caller;
     std::string received;
 };
@@ -69,6 +68,12 @@ TEST_F(connection_test, tells_how_many_notices_were_dropped_where_they_are_missi
     EXPECT_TRUE(all.ends_with("n\nNOTICES DROPPED " + std::to_string(sent - lines) + "\n"));
     caller->notify("next");
     EXPECT_TRUE(receive_until("next").ends_with("\nnext\n")) << "the gap is told once";
+    for (int i = 0; i < sent; ++i) {
+        caller->notify(std::string(1000, 'n'));
+    }
+    send("recover\n");
+    const auto reply = receive_until("RECOVER_OK").rfind("\nRECOVER_OK");
+    EXPECT_EQ(received.rfind("\nNOTICES", reply), received.rfind('\n', reply - 1));
 }
 
 TEST_F(connection_test, lists_many_objects_in_order_and_sends_notices_of_that_time_behind) {
@@ -80,8 +85,13 @@ TEST_F(connection_test, lists_many_objects_in_order_and_sends_notices_of_that_ti
     }
     send("list bridges\n");
     ev_run(ev_default_loop(0), EVRUN_NOWAIT);
-    caller->notify("late");
-    EXPECT_EQ(receive_until("late"), "RECOVER_OK\nSUCCESS " + list + "\nlate\n");
+    const std::string huge(2'000'000, 'n');
+    for (const std::string& notice : {std::string("late"), huge, std::string("dropped")}) {
+        caller->notify(notice);
+    }
+    const std::string all = receive_until("nn");
+    EXPECT_TRUE(all.ends_with("SUCCESS " + list + "\nlate\n" + huge + "\n"));
+    EXPECT_NE(all.find("\nNOTICES DROPPED 1\n"), std::string::npos);
 }
 
 TEST_F(connection_test, ends_the_objects_of_a_client_that_has_gone_in_turns) {
@@ -90,12 +100,94 @@ TEST_F(connection_test, ends_the_objects_of_a_client_that_has_gone_in_turns) {
     }
     caller->deleted.connect(this, &connection_test::forget_caller);
     client.reset();
-    ev_run(ev_default_loop(0), EVRUN_NOWAIT);
+    for (int i = 0; i < 5; ++i) {
+        ev_run(ev_default_loop(0), EVRUN_NOWAIT);
+    }
     ASSERT_NE(caller, nullptr);
     EXPECT_LT(caller->objects.bridges().size(), 5000U);
     EXPECT_FALSE(caller->objects.empty()) << "all at once would hold up packets";
     ev_run(ev_default_loop(0), 0); // until there is nothing left to watch
     EXPECT_EQ(caller, nullptr);
+}
+
+TEST_F(connection_test, features_change_who_hears_whom_as_their_words_say) {
+    const auto run = [this](const std::string& line) {
+        return command_run(*caller, {.text = line}, run_from_table).proceed().value();
+    };
+    EXPECT_EQ(run("new tone_stream s DTMF 0"), "SUCCESS\n");
+    const stream& s = *caller->objects.find_stream("s");
+    const std::pair<const char*, const char*> story[] = {
+        {"set stream s targets c a a", "heard by abc, hears abc"},
+        {"set stream s restricted", "heard by ac, hears abc"},
+        {"set stream s sources b", "heard by ac, hears abc"},
+        {"set stream s selective", "heard by ac, hears b"},
+        {"clear stream s targets more words", "heard by , hears b"},
+        {"clear stream s restricted", "heard by abc, hears b"},
+        {"clear stream s sources", "heard by abc, hears "},
+        {"clear stream s selective", "heard by abc, hears abc"}};
+    for (const auto& [command, expected] : story) {
+        EXPECT_EQ(run(command), "SUCCESS\n");
+        std::string heard_by, hears;
+        for (const std::string id : {"a", "b", "c"}) {
+            heard_by += s.may_be_heard_by(id) ? id : "";
+            hears += s.wants_to_hear(id) ? id : "";
+        }
+        EXPECT_EQ("heard by " + heard_by + ", hears " + hears, expected) << command;
+    }
+}
+
+TEST_F(connection_test, replies_later_with_what_the_rest_of_the_command_returns_or_throws) {
+    command_run failing(*caller, {.text = "open"}, reply_later);
+    EXPECT_EQ(failing.proceed(), std::nullopt);
+    EXPECT_TRUE(failing.waits());
+    owed->finish([](owned_objects&) -> command_result { throw stream_exception("no"); });
+    EXPECT_FALSE(failing.waits());
+    EXPECT_EQ(failing.proceed(), "ERROR STREAM_ERROR no\n");
+
+    owed = std::make_shared<pending_reply>();
+    owed->finish([](owned_objects&) { return "SUCCESS at once"; }); // before the handler returns
+    command_run quick(*caller, {.text = "open"}, reply_later);
+    EXPECT_EQ(quick.proceed(), std::nullopt);
+    EXPECT_FALSE(quick.waits());
+    EXPECT_EQ(quick.proceed(), "SUCCESS at once\n");
+}
+
+TEST_F(connection_test, replies_with_an_error_when_memory_or_the_library_fails) {
+    const auto reply_to = [this](command_handler* handler) {
+        return command_run(*caller, {.text = "any"}, handler).proceed().value();
+    };
+    EXPECT_EQ(reply_to([](connection&, word_list&) -> command_result { throw std::bad_alloc(); }),
+              "ERROR COMMAND_ERROR out of memory\n");
+    EXPECT_EQ(reply_to([](connection&, word_list&) -> command_result {
+                  throw std::runtime_error("no clock");
+              }),
+              "ERROR COMMAND_ERROR no clock\n");
+}
+
+TEST_F(connection_test, abandons_the_reply_when_it_ends_first) {
+    int undone = 0;
+    {
+        command_run cut_short(*caller, {.text = "open"}, reply_later);
+        EXPECT_EQ(cut_short.proceed(), std::nullopt);
+        owed->undo = [&undone] { undone += 1; };
+    }
+    EXPECT_EQ(undone, 1);
+    owed->finish([](owned_objects&) -> command_result {
+        ADD_FAILURE() << "nobody is left to reply to";
+        return "";
+    });
+}
+
+TEST_F(connection_test, goes_on_in_steps_until_one_has_the_reply) {
+    command_run counting(*caller, {.text = "count"}, [](connection&, word_list&) {
+        return command_result::in_steps([n = 0]() mutable -> std::optional<std::string> {
+            return ++n < 3 ? std::nullopt : std::optional("SUCCESS " + std::to_string(n));
+        });
+    });
+    EXPECT_EQ(counting.proceed(), std::nullopt);
+    EXPECT_FALSE(counting.waits());
+    EXPECT_EQ(counting.proceed(), std::nullopt);
+    EXPECT_EQ(counting.proceed(), "SUCCESS 3\n");
 }
 
 } // namespace

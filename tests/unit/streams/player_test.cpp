@@ -1,18 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The sound device, and signalling tones.
 #include "audio/g711.hpp"
-#include "base/config.hpp"
-#include "harness/temporary_directory.hpp"
 #include "rtp/rtp_packet.hpp"
 #include "streams/alsa_stream.hpp"
 #include "streams/tone_stream.hpp"
-
-#include <gtest/gtest.h>
+#include "unit_test.hpp"
 
 #include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <memory>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -21,7 +15,7 @@
 namespace vocalink {
 namespace {
 
-class player_test : public testing::Test {
+class player_test : public loop_test {
   protected:
     /** Has the stream send a packet with this body. */
     static void send(stream& to, int payload_type, const std::string& body) {
@@ -31,14 +25,15 @@ class player_test : public testing::Test {
         EXPECT_EQ(to.write_outgoing(packet.data(), static_cast<int>(packet.size())), 0);
     }
 
-    std::string content(const std::string& name) const {
-        std::ifstream file(directory.path() + "/" + name);
-        return {std::istreambuf_iterator<char>(file), {}};
+    /** Runs the loop until no child is left, dead or alive. */
+    void wait_for_players() {
+        siginfo_t child{};
+        while (::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == 0) {
+            loop.run(ev::NOWAIT);
+        }
     }
+    std::string path(const std::string& name) const { return directory.path() + "/" + name; }
 
-    char* no_arguments[1]{};
-    config options{0, no_arguments};
-    ev::default_loop loop;
     harness::temporary_directory directory;
 };
 
@@ -47,9 +42,9 @@ TEST_F(player_test, player_gets_whole_ulaw_frames_and_holds_nobody_up) {
     for (int fd = 3; fd < 1024; ++fd) {
         ::fcntl(fd, F_SETFD, FD_CLOEXEC); // came from whoever runs the tests
     }
-    const std::string fifo = directory.path() + "/go_on";
+    const std::string fifo = path("go_on");
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-    std::ofstream(directory.path() + "/script")
+    std::ofstream(path("script"))
         << "cd $(dirname $0); echo $* > arguments; ls /proc/self/fd > open; cat go_on; cat > in; "
            "kill -PIPE $$; echo ignored > in";
     std::string expected(160, '\0');
@@ -72,26 +67,23 @@ TEST_F(player_test, player_gets_whole_ulaw_frames_and_holds_nobody_up) {
         }
         const std::ofstream go_on(fifo); // and the input ends
     }
-    siginfo_t child{};
-    while (::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == 0) {
-        loop.run(ev::NOWAIT); // leaves no child, dead or alive
-    }
-    const std::string played = content("in");
+    wait_for_players();
+    const std::string played = content(path("in"));
     while (expected.size() < played.size()) {
         expected.append(160, static_cast<char>(expected.size() / 160));
     }
     EXPECT_EQ(played, expected);
-    EXPECT_EQ(content("arguments"), "-c1 -f mu_law\n");
-    EXPECT_EQ(content("open"), "0\n1\n2\n3\n"); // 3 is the directory that is listed
+    EXPECT_EQ(content(path("arguments")), "-c1 -f mu_law\n");
+    EXPECT_EQ(content(path("open")), "0\n1\n2\n3\n"); // 3 is the directory that is listed
 }
 
 TEST_F(player_test, next_player_starts_when_the_last_has_left_the_device) {
-    const std::string fifo = directory.path() + "/go_on";
+    const std::string fifo = path("go_on");
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-    std::ofstream(directory.path() + "/script")
+    std::ofstream(path("script"))
         << "cd $(dirname $0); mkdir device || exit; cat > /dev/null; cat go_on; rmdir device; "
            "echo played >> log";
-    const std::string player = "sh " + directory.path() + "/script";
+    const std::string player = "sh " + path("script");
     {
         std::make_unique<alsa_stream>("first", player.c_str()); // gone at once, its player not yet
         alsa_stream never("never", player.c_str());
@@ -99,18 +91,15 @@ TEST_F(player_test, next_player_starts_when_the_last_has_left_the_device) {
     auto next = std::make_unique<alsa_stream>("next", player.c_str());
     EXPECT_EQ(next->write_outgoing(nullptr, 0), 0); // dropped
     loop.run(ev::NOWAIT);
-    EXPECT_EQ(content("log"), "");
+    EXPECT_EQ(content(path("log")), "");
     { const std::ofstream go_on(fifo); }
-    while (!std::filesystem::exists(directory.path() + "/device") || content("log").empty()) {
+    while (!std::filesystem::exists(path("device")) || content(path("log")).empty()) {
         loop.run(ev::NOWAIT);
     }
     next.reset();
     { const std::ofstream go_on(fifo); }
-    siginfo_t child{};
-    while (::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == 0) {
-        loop.run(ev::NOWAIT);
-    }
-    EXPECT_EQ(content("log"), "played\nplayed\n");
+    wait_for_players();
+    EXPECT_EQ(content(path("log")), "played\nplayed\n");
 }
 
 TEST_F(player_test, tone_stream_detects_what_is_generated_and_keeps_the_latest) {
@@ -153,10 +142,9 @@ TEST_F(player_test, r2_sustains_the_last_digit) {
     generator.put("12");
     std::array<short, 2000> samples;
     EXPECT_EQ(generator.generate(samples.data(), 2000), 2000);
-    r2_mf_rx_state_t* const receiver = r2_mf_rx_init(nullptr, 1, nullptr, nullptr);
-    r2_mf_rx(receiver, samples.data(), 2000);
-    EXPECT_EQ(r2_mf_rx_get(receiver), '2');
-    r2_mf_rx_free(receiver);
+    tone_detector detector(R2MF);
+    EXPECT_EQ(detector.detect(samples), "2");
+    EXPECT_EQ(detector.detect(samples), "") << "told once, when it begins";
 }
 
 } // namespace

@@ -1,19 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Text, keys as text, time values, identifiers, dumps, options and signals.
-#include "base/config.hpp"
+#include "unit_test.hpp"
 #include "util/base64.hpp"
 #include "util/hex_dump.hpp"
 #include "util/loop_lag.hpp"
+#include "util/rate_guard.hpp"
+#include "util/retry.hpp"
 #include "util/signal.hpp"
 #include "util/text.hpp"
 #include "util/time_values.hpp"
 #include "util/unique_id.hpp"
-
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <memory>
-#include <set>
 
 namespace vocalink::util {
 namespace {
@@ -85,6 +81,17 @@ TEST(unique_id, counts_in_base_34_never_repeats_and_ends_in_an_unseeded_rand) {
         clocks.insert(id.substr(0, id.find('-')));
     }
     EXPECT_EQ(clocks.size(), 10'000U);
+}
+
+TEST(rate_guard, admits_so_many_in_each_second) {
+    rate_guard guard(2);
+    EXPECT_TRUE(guard.admit(5.0) && guard.admit(5.5) && !guard.admit(5.9) && guard.admit(6.0));
+    EXPECT_EQ(guard.take_refused() + guard.take_refused(), 1);
+}
+
+TEST(retry_on_signal, goes_on_while_the_call_is_interrupted) {
+    int calls = 0;
+    EXPECT_EQ(retry_on_signal([&] { return errno = EINTR, ++calls < 3 ? -1 : 7; }), 7);
 }
 
 TEST(hex_dump, shows_offset_bytes_and_characters) {

@@ -8,7 +8,7 @@
 
 namespace vocalink::system_tests {
 
-class client_test : public system_test {
+class client_test : public running_daemon_test {
   protected:
     /** Starts a program whose output goes to a file. @return its standard input */
     FILE* open(const std::string& command) {
@@ -38,7 +38,6 @@ class client_test : public system_test {
 };
 
 TEST_F(client_test, any_bytes_pass_and_a_block_of_commands_gets_all_its_replies) {
-    start();
     FILE* const terminal = open_client();
     std::string id, block;
     for (int byte = 128; byte < 256 + 32; ++byte) {
@@ -58,9 +57,10 @@ TEST_F(client_test, any_bytes_pass_and_a_block_of_commands_gets_all_its_replies)
 }
 
 TEST_F(client_test, ends_with_the_daemon_and_without_a_terminal) {
-    start();
     EXPECT_EQ(::pclose(open_client(" <&-")), 0);
     EXPECT_TRUE(says("-- remote: EOF from fd 0\n" + end));
+    EXPECT_EQ(std::system((program() + " <&- 2>&- -r " + daemon->socket_path()).c_str()), 0);
+    EXPECT_EQ(occurrences(daemon->log(), "remote"), 0) << "its log went into its socket";
     FILE* const terminal = open_client();
     EXPECT_TRUE(says("RECOVER_OK\n"));
     EXPECT_EQ(daemon->stop(), 0);
@@ -68,7 +68,6 @@ TEST_F(client_test, ends_with_the_daemon_and_without_a_terminal) {
 }
 
 TEST_F(client_test, one_command_prints_its_reply_and_tells_its_success_by_the_status) {
-    start();
     const auto status_of = [&](const std::string& arguments) {
         return WEXITSTATUS(::pclose(open(program() + " -r " + daemon->socket_path() + arguments)));
     };
@@ -78,6 +77,7 @@ TEST_F(client_test, one_command_prints_its_reply_and_tells_its_success_by_the_st
     EXPECT_EQ(out(), "out:\nERROR can't find bridge\n") << "it ended with its connection";
     EXPECT_EQ(status_of(" -c 'recover\nrecover'"), 1);
     EXPECT_EQ(status_of(" -c 'recover " + std::string(40'000, 'x') + "'"), 0);
+    EXPECT_EQ(occurrences(daemon->log(), std::string(16'384, 'x')), 0) << "is cut in the log";
     EXPECT_EQ(status_of("/nowhere -c recover"), 1);
     EXPECT_EQ(out(), "out:\n-- remote: fatal error connecting to remote socket: Not a directory\n");
     EXPECT_EQ(status_of(" --help"), 0);
@@ -87,7 +87,6 @@ TEST_F(client_test, one_command_prints_its_reply_and_tells_its_success_by_the_st
 }
 
 TEST_F(client_test, at_a_terminal_words_and_ids_are_completed_and_lines_remembered) {
-    start();
     int terminal = -1;
     const std::string socket_option = "-r" + daemon->socket_path();
     const std::string path = program();
@@ -125,7 +124,6 @@ TEST_F(client_test, examples_connect_telephones_and_tell_of_their_keys) {
     if (std::system("python3 -c 'import sys; sys.exit(sys.version_info < (3, 10))'") != 0) {
         GTEST_SKIP() << "needs Python 3.10";
     }
-    start();
     leg anna = new_phone(), bruno = new_phone();
     const std::string connection = daemon->socket_path() + " " + local_ip;
     FILE* const conference =

@@ -2,7 +2,6 @@
 // The daemon's file descriptors: their limit, their want and their end.
 #include "system_test.hpp"
 
-#include <filesystem>
 #include <future>
 
 #include <fcntl.h>
@@ -11,7 +10,6 @@
 
 namespace vocalink::system_tests {
 
-namespace fs = std::filesystem;
 using descriptor_test = system_test;
 
 namespace {

@@ -2,14 +2,9 @@
 // Replays the dialogues of the protocol page, so that the page says what the daemon does.
 #include "system_test.hpp"
 
-#include <filesystem>
-#include <map>
 #include <regex>
-#include <sstream>
 
 namespace vocalink::system_tests {
-
-namespace fs = std::filesystem;
 
 class protocol_page_test : public system_test {
   protected:

@@ -4,7 +4,7 @@
 
 namespace vocalink::system_tests {
 
-using relay_test = system_test;
+using relay_test = running_daemon_test;
 
 namespace {
 
@@ -18,7 +18,6 @@ bytes packet_with(int first_byte, std::size_t payload_bytes) {
 } // namespace
 
 TEST_F(relay_test, pair_relays_whole_frames_unchanged_and_refuses_the_rest) {
-    start();
     auto legs = new_call({"PCMU", "PCMU"});
     leg &a = legs[0], &b = legs[1];
     bytes sent = b.send(pcmu, speech, true);
@@ -55,7 +54,6 @@ TEST_F(relay_test, pair_relays_whole_frames_unchanged_and_refuses_the_rest) {
 }
 
 TEST_F(relay_test, stream_answers_whoever_sent_to_it_last_and_is_read_in_a_bridge_only) {
-    start();
     auto legs = new_call({"PCMU", "PCMU"});
     leg &a = legs[0], &b = legs[1];
     harness::rtp_peer moved("127.0.0.1");
@@ -70,7 +68,6 @@ TEST_F(relay_test, stream_answers_whoever_sent_to_it_last_and_is_read_in_a_bridg
 }
 
 TEST_F(relay_test, events_silence_the_tone_and_what_was_not_sent_is_not_looked_at) {
-    start();
     auto legs = new_call({"PCMU", "PCMU"});
     leg &a = legs[0], &b = legs[1];
     a.send(telephone_event, {5, 10, 0}, true); // a byte short
@@ -93,7 +90,6 @@ TEST_F(relay_test, events_silence_the_tone_and_what_was_not_sent_is_not_looked_a
 }
 
 TEST_F(relay_test, local_ports_ascend_and_bad_addresses_are_refused_at_once) {
-    start();
     const harness::rtp_peer taken(local_ip, 6002);
     expect_reply(new_stream("a", "PCMU"), "SUCCESS 6000 " + local_ip);
     expect_reply(new_stream("b", "anything"), "SUCCESS 6004 " + local_ip);

@@ -2,10 +2,6 @@
 // Announcements, in a network of the test's own: nothing is multicast on the machine's.
 #include "system_test.hpp"
 
-#include <cstdlib>
-#include <cstring>
-#include <ctime>
-
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <sched.h>

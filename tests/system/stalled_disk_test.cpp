@@ -2,15 +2,10 @@
 // A disk that does not answer: commands wait for it, calls and other controllers do not.
 #include "system_test.hpp"
 
-#include <filesystem>
-#include <set>
-
 #include <sys/ptrace.h>
 #include <sys/wait.h>
 
 namespace vocalink::system_tests {
-
-namespace fs = std::filesystem;
 
 /** Stops every thread of the daemon but the one of its loop, as a disk does that does not answer. */
 class stalled_workers {

@@ -9,13 +9,22 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
+#include <map>
+#include <numeric>
 #include <random>
+#include <set>
+#include <sstream>
 #include <thread>
 
 namespace vocalink::system_tests {
 
+namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using bytes = std::vector<std::uint8_t>;
 using harness::eventually;
@@ -68,6 +77,13 @@ struct leg {
         send(packet);
         return packet;
     }
+
+    /** The next packet that the telephone gets; its payload is valid until the next call. */
+    harness::rtp_view next() {
+        received = phone.receive().value();
+        return harness::parse_rtp(received);
+    }
+    bytes received{}; ///< by next()
 
     /** Takes away what the telephone has received until now. */
     void forget_received() {
@@ -149,6 +165,12 @@ class system_test : public ::testing::Test {
     std::string local_ip = "127";
     std::optional<harness::daemon_process> daemon;
     std::optional<harness::controller> control;
+};
+
+/** A system test whose daemon has been started with the usual options. */
+class running_daemon_test : public system_test {
+  protected:
+    void SetUp() override { start(); }
 };
 
 } // namespace vocalink::system_tests

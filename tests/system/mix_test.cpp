@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Conferences: who hears whom, in which codec, and at which pace.
+// The mix of `new vocalink`: who hears whom, what, and at which pace.
 #include "system_test.hpp"
-
-#include <array>
 
 namespace vocalink::system_tests {
 
-using mix_test = system_test;
+using mix_test = running_daemon_test;
 
 namespace {
 
@@ -19,19 +17,9 @@ bytes frame_of(const std::array<std::uint8_t, 4>& repeated) {
     return frame;
 }
 
-const bytes silence(160, 0xFF);
-
-/** Reads the next packet that the party gets. @return its payload */
-bytes next_payload(leg& party) {
-    bytes packet = party.phone.receive().value();
-    packet.erase(packet.begin(), packet.begin() + harness::rtp_header_bytes);
-    return packet;
-}
-
 } // namespace
 
 TEST_F(mix_test, three_parties_each_hear_the_exact_sum_of_the_others_every_30_ms) {
-    start();
     auto legs = new_call({"PCMU", "PCMU"});
     legs.push_back(new_leg("c", "PCMU"));
     // 0 260 31100 -14972, 5372 -716 16764 -15996, -120 716 -27004 14460; worked out by hand.
@@ -49,7 +37,8 @@ TEST_F(mix_test, three_parties_each_hear_the_exact_sum_of_the_others_every_30_ms
         legs[i % 3].send(pcmu, frames[i % 3]);
     }
     for (std::size_t listener = 0; listener < legs.size(); ++listener) {
-        EXPECT_TRUE(eventually([&] { return next_payload(legs[listener]) == sums[listener]; }));
+        EXPECT_TRUE(eventually(
+            [&] { return std::ranges::equal(legs[listener].next().payload, sums[listener]); }));
     }
     legs[0].forget_received();
     ASSERT_TRUE(legs[0].phone.receive());
@@ -61,7 +50,7 @@ TEST_F(mix_test, three_parties_each_hear_the_exact_sum_of_the_others_every_30_ms
     EXPECT_NEAR(elapsed.count(), 20 * 0.030 + 0.1, 0.2);
     wait_until_read(legs[2]);
     legs[0].forget_received();
-    EXPECT_EQ(next_payload(legs[0]), silence);
+    EXPECT_EQ(std::ranges::count(legs[0].next().payload, 0xFF), 160);
     // What waited for the first cycle counts once.
     EXPECT_TRUE(control->command("delete stream c").starts_with("SUCCESS incoming_packets=14 "));
 }

@@ -1,61 +1,31 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Framing of commands, their refusals, and many controllers beside each other.
+// Framing of commands, their refusals, listings, and many controllers beside each other.
 #include "system_test.hpp"
-
-#include <sstream>
 
 #include <sys/socket.h>
 
 namespace vocalink::system_tests {
 
-using protocol_test = system_test;
+using protocol_test = running_daemon_test;
 
-TEST_F(protocol_test, frames_chunks_into_lines_and_words) {
-    start();
-    EXPECT_EQ(control->greeting(), "RECOVER_OK");
+TEST_F(protocol_test, lines_come_in_any_pieces_once_the_controller_asks_for_that) {
     const std::string unknown = "ERROR COMMAND_ERROR unknown command '";
-    const std::string no_words =
-        "ERROR COMMAND_ERROR commands must be in the format 'operation [args]'";
-    const std::vector<std::pair<std::string, std::string>> chunks = {
-        {"recover\nnew vocalink b\n", "RECOVER_OK\nSUCCESS"},
-        {"\n\n\nrecover a b\n", "RECOVER_OK"},
-        {"recoverX", "RECOVER_OK"}, // the last byte of a chunk is taken for a newline
-        {"reco", unknown + "rec'"}, // a command in two chunks is two commands
-        {"ver\n", unknown + "ver'"},
-        {"recover\r\n", unknown + "recover\r'"},
-        {std::string("recover\0er\nrecover\n", 19), "RECOVER_OK"}, // NUL ends the chunk
-        {"   \n\"\"\n", no_words + "\n" + no_words},
-        {"RECOVER\n", unknown + "RECOVER'"},
-        {std::string(5000, 'x') + "\n", unknown + std::string(1006, 'x')},
-        {"  new   voca\"link\" \"my \\\"b\"ridge\\ 1\\\n", "SUCCESS"},
-        {"delete bridge my\\ \\\"bridge\\ 1\n", "SUCCESS"},
-        {"recover\n", "RECOVER_OK"},
-    };
-    for (const auto& [chunk, replies] : chunks) {
-        control->send(chunk);
-        std::istringstream expected(replies);
-        for (std::string reply; std::getline(expected, reply);) {
-            ASSERT_EQ(control->read_line(), reply) << chunk;
+    const std::pair<std::string, std::vector<std::string>> pieces[] = {
+        {std::string(5000, 'x') + "\n", {unknown + std::string(1006, 'x')}},
+        {"\"\"\nframing lines\nreco",
+         {"ERROR COMMAND_ERROR commands must be in the format 'operation [args]'", "SUCCESS"}},
+        {"ver\r\nframing lines tags\n#x reco", {"RECOVER_OK", "SUCCESS"}},
+        {"ver\n#y " + std::string(1'100'000, 'y'), {"#x RECOVER_OK", "#y ERROR line too long"}},
+        {"yy\n#z recover\n", {"#z RECOVER_OK"}}};
+    for (const auto& [piece, replies] : pieces) {
+        control->send(piece);
+        for (const std::string& reply : replies) {
+            ASSERT_EQ(control->read_line(), reply);
         }
     }
 }
 
-TEST_F(protocol_test, lines_come_in_any_pieces_once_the_controller_asks_for_that) {
-    start();
-    control->send("framing lines\nreco");
-    EXPECT_EQ(control->read_line(), "SUCCESS");
-    control->send("ver\r\nframing lines tags\n#x reco");
-    EXPECT_EQ(control->read_line(), "RECOVER_OK");
-    EXPECT_EQ(control->read_line(), "SUCCESS");
-    control->send("ver\n#y " + std::string(1'100'000, 'y'));
-    EXPECT_EQ(control->read_line(), "#x RECOVER_OK");
-    EXPECT_EQ(control->read_line(), "#y ERROR line too long");
-    control->send("yy\n#z recover\n");
-    EXPECT_EQ(control->read_line(), "#z RECOVER_OK");
-}
-
 TEST_F(protocol_test, refuses_in_the_order_count_then_id_then_the_rest) {
-    start();
     expect_reply(new_stream("x", "PCMU"), "SUCCESS 6000 " + local_ip);
     std::istringstream dialogue(content(VOCALINK_DIALOGUES "/refusals.txt"));
     for (std::string line; std::getline(dialogue, line);) {
@@ -66,7 +36,6 @@ TEST_F(protocol_test, refuses_in_the_order_count_then_id_then_the_rest) {
 }
 
 TEST_F(protocol_test, controllers_own_objects_of_the_same_names) {
-    start();
     std::vector<harness::controller> crowd;
     for (int i = 0; i < 5; ++i) {
         harness::controller& each = crowd.emplace_back(daemon->socket_path());
@@ -83,7 +52,6 @@ TEST_F(protocol_test, controllers_own_objects_of_the_same_names) {
 }
 
 TEST_F(protocol_test, controller_that_never_reads_stalls_nobody_and_loses_nothing) {
-    start();
     harness::controller deaf(daemon->socket_path());
     std::string chunk; // its length divides that of the daemon's reads
     for (int i = 0; i < 512; ++i) {
@@ -100,6 +68,31 @@ TEST_F(protocol_test, controller_that_never_reads_stalls_nobody_and_loses_nothin
         ASSERT_EQ(deaf.read_line(), "RECOVER_OK") << "reply " << i << " of " << sent / 8;
     }
     EXPECT_EQ(deaf.command("new vocalink last"), "SUCCESS");
+}
+
+TEST_F(protocol_test, listings_are_sorted_and_escaped_and_tables_follow_the_order_asked_for) {
+    const std::string table =
+        "                Stream ID     In/Drop   Out/Drop   Approx Jitter R? Streams";
+    local_ip = "127.0.20.1";
+    const std::string x = "\"x,(1) \\\\\"";
+    control->send(new_stream(x, "PCMU", 4000) + "\n" + new_stream("B", "G729", 65535) +
+                  "\nnew tone_stream u DTMF 0\nnew vocalink b,(2)\nnew vocalink A\njoin b,(2) " +
+                  x + "\n");
+    for (int i = 0; i < 6; ++i) {
+        EXPECT_TRUE(control->read_line()->starts_with("SUCCESS")) << i;
+    }
+    const std::string rtp_b = "(B,0,127.000.020.001,6002,127.000.020.001,65535)";
+    const std::string rtp_x = "(x\\,\\(1\\) \\,0,127.000.020.001,6000,127.000.020.001,4000)";
+    expect_reply("list streams", "SUCCESS " + rtp_b + ",()," + rtp_x);
+    expect_reply("list bridges", "SUCCESS A,(),b\\,\\(2\\),(" + rtp_x + ")");
+    const std::string counts = "      0/  0      0/  0    0.00ms        F\n->  STREAM ";
+    expect_reply("show streams none", "SUCCESS");
+    expect_reply("show streams " + x + " none B B", "SUCCESS");
+    EXPECT_TRUE(daemon->wait_for_log(table + "\n-> connection(1): SUCCESS\n"));
+    EXPECT_TRUE(daemon->wait_for_log(table + "\n->  STREAM         x,(1) \\" + counts +
+                                     "              B" + counts + "              B"));
+    harness::controller other(daemon->socket_path());
+    EXPECT_EQ(other.command("list streams") + other.command("list bridges"), "SUCCESS SUCCESS ");
 }
 
 } // namespace vocalink::system_tests

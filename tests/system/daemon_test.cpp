@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Start, stop and client mode of the process, and objects that end for want of activity.
+// Start and stop of the process, its options, and bridges that end because nothing happens.
 #include "system_test.hpp"
-
-#include <csignal>
-#include <filesystem>
 
 #include <signal.h>
 #include <sys/socket.h>
@@ -12,7 +9,6 @@
 
 namespace vocalink::system_tests {
 
-namespace fs = std::filesystem;
 using daemon_test = system_test;
 
 TEST_F(daemon_test, replaces_a_stale_socket_and_ends_open_calls_in_order) {
@@ -27,13 +23,19 @@ TEST_F(daemon_test, replaces_a_stale_socket_and_ends_open_calls_in_order) {
     ASSERT_TRUE(legs[0].phone.receive()); // the conference is running
     ::kill(daemon->pid(), SIGPIPE);       // as a player that goes would send
     expect_reply("recover", "RECOVER_OK");
+    siginfo_t ended{};
+    while (ended.si_pid == 0) { // a storm of signals does not cut the end short
+        ::kill(daemon->pid(), SIGTERM);
+        ::kill(daemon->pid(), SIGINT);
+        ::waitid(P_PID, static_cast<id_t>(daemon->pid()), &ended, WEXITED | WNOHANG | WNOWAIT);
+    }
     EXPECT_EQ(daemon->stop(), 0);
     const std::string log = daemon->log();
     std::size_t at = 0;
     for (const char* line :
-         {"-- main: SIGINT received\n-- main: shutting down\n",
-          "-- bridge(room): stream(a) removed.\n", "-- stream(a): tolvey destroyed\n",
-          "-- stream(c): tolvey destroyed\n", "-- bridge(room): destroyed\n",
+         {" received\n-- main: shutting down\n", "-- bridge(room): stream(a) removed.\n",
+          "-- stream(a): tolvey destroyed\n", "-- stream(c): tolvey destroyed\n",
+          "-- bridge(room): destroyed\n",
           "-- connection(1): terminated\n-- connection(3): terminated\n",
           "-- main: shutdown complete.\n-- main: exiting event loop\n"}) {
         at = log.find(line, at);
@@ -52,39 +54,19 @@ TEST_F(daemon_test, cuts_a_long_socket_path_where_it_binds_but_not_where_it_unli
     EXPECT_EQ(daemon->stop(), 0);
     EXPECT_FALSE(fs::exists(path));
     EXPECT_TRUE(fs::exists(path.substr(0, 107)));
+    start({"-s", path}, path.substr(0, 107)); // in the place of what was left
 }
 
-TEST_F(daemon_test, failures_at_start_are_fatal_to_daemon_and_client) {
+TEST_F(daemon_test, a_socket_or_range_that_cannot_be_is_fatal) {
     start();
-    const std::string out = daemon->directory_path() + "/out";
+    const std::string log = daemon->directory_path() + "/log", out = log + "2";
+    const std::string program = "/proc/" + std::to_string(daemon->pid()) + "/exe -s " + log + "/x";
     for (const auto& [option, text] :
-         {std::pair("-r ", "-- remote: fatal error connecting to remote socket: Not a directory\n"),
-          std::pair("-s ",
-                    "-- main: fatal error 20 when binding to listen socket: Not a directory\n"),
-          std::pair("-p 7001-7001 -s ",
-                    "-- main: fatal error 22 in the port range 7001-7001: Invalid argument\n")}) {
-        const std::string program = "/proc/" + std::to_string(daemon->pid()) + "/exe " + option;
-        const int status = std::system((program + out + "/control > " + out + " 2>&1").c_str());
-        EXPECT_EQ(WEXITSTATUS(status), 1);
-        EXPECT_TRUE(("\n" + content(out)).ends_with(std::string("\n") + text)) << content(out);
+         {std::pair("", "20 when binding to listen socket: Not a directory\n"),
+          std::pair(" -p 7001-7001", "22 in the port range 7001-7001: Invalid argument\n")}) {
+        EXPECT_EQ(WEXITSTATUS(std::system((program + option + " 2> " + out).c_str())), 1);
+        EXPECT_TRUE(("\n" + content(out)).ends_with("\n-- main: fatal error " + std::string(text)));
     }
-}
-
-TEST_F(daemon_test, storm_of_signals_does_not_cut_the_end_short) {
-    start();
-    new_call({"PCMU", "PCMU", "G729"});
-    const auto running = [this] {
-        siginfo_t ended{};
-        ::waitid(P_PID, static_cast<id_t>(daemon->pid()), &ended, WEXITED | WNOHANG | WNOWAIT);
-        return ended.si_pid == 0;
-    };
-    while (running()) {
-        ::kill(daemon->pid(), SIGTERM);
-        ::kill(daemon->pid(), SIGINT);
-    }
-    EXPECT_EQ(daemon->stop(), 0);
-    EXPECT_TRUE(daemon->log().ends_with("-- main: exiting event loop\n"));
-    EXPECT_FALSE(fs::exists(daemon->socket_path()));
 }
 
 TEST_F(daemon_test, second_daemon_takes_the_socket_and_keeps_it_when_the_first_ends) {
@@ -157,6 +139,32 @@ TEST_F(daemon_test, empty_bridge_ends_when_its_time_has_passed_but_no_bridge_wit
     EXPECT_NEAR(elapsed.count(), 7.0, 1.2);
     EXPECT_EQ(control->notice(), ""); // the notice carries a line end of its own
     EXPECT_TRUE(control->command("list bridges").starts_with("SUCCESS room,("));
+    expect_reply("leave room a", "SUCCESS");
+    EXPECT_FALSE(control->notice(1500ms)) << "its time begins with the last leave";
+}
+
+TEST_F(daemon_test, with_a_sound_directory_nothing_outside_it_is_played) {
+    const harness::temporary_directory other;
+    const std::string sounds = other.path() + "/sounds";
+    fs::create_directories(sounds + "/sub");
+    for (const std::string& path : {other.path() + "/outside", sounds + "/inside"}) {
+        std::ofstream(path) << std::string(1600, 'x');
+    }
+    fs::create_symlink(other.path() + "/outside", sounds + "/absolute");
+    fs::create_symlink("../../outside", sounds + "/sub/climbing");
+    fs::create_symlink("../inside", sounds + "/sub/staying");
+    start({"-S", sounds});
+    for (const std::string& name :
+         {std::string("inside"), sounds + "/inside", std::string("sub/staying")}) {
+        expect_reply("new sound_stream a " + name + " loop PCMU", "SUCCESS " + name + " loop");
+        control->command("delete stream a");
+    }
+    for (const std::string& name :
+         {other.path() + "/outside", std::string("../outside"), std::string("absolute"),
+          std::string("sub/climbing"), std::string("/proc/self/environ")}) {
+        expect_reply("new sound_stream a " + name + " loop PCMU",
+                     "ERROR STREAM_ERROR Could not open sound file");
+    }
 }
 
 } // namespace vocalink::system_tests

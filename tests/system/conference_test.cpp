@@ -4,8 +4,6 @@
 
 namespace vocalink::system_tests {
 
-namespace {
-
 class conference_test : public running_daemon_test {
   protected:
     /** Creates a conference of that name and has the streams join it. */
@@ -14,19 +12,6 @@ class conference_test : public running_daemon_test {
         for (const std::string& member : members) {
             expect_reply("join " + name + " " + member, "SUCCESS");
         }
-    }
-
-    /** The digits that the tone stream reports until nothing more comes. */
-    std::string digits_heard(std::size_t wanted) {
-        std::string digits;
-        while (digits.size() < wanted) {
-            const auto notice = control->notice();
-            if (!notice || !notice->starts_with("TONE STREAM ear DIGITS ")) {
-                break;
-            }
-            digits += notice->back();
-        }
-        return digits;
     }
 
     /** Waits for the notices, in this order. */
@@ -49,8 +34,6 @@ class conference_test : public running_daemon_test {
     }
 };
 
-} // namespace
-
 // Two legs of the daemon are each other's far end, in two conferences: digits that are played in one
 // pass an encoder, the network, the playout buffer and a decoder before the other detects them.
 TEST_F(conference_test, digits_survive_every_codec) {
@@ -67,7 +50,10 @@ TEST_F(conference_test, digits_survive_every_codec) {
         expect_reply("join there far", "SUCCESS");
         const std::string digits = encoding == "G729" ? "159#" : "159#2468";
         expect_reply("play tone keys " + digits, "SUCCESS");
-        EXPECT_EQ(digits_heard(digits.size()), digits) << encoding;
+        for (const char digit : digits) {
+            EXPECT_EQ(control->notice(), std::string("TONE STREAM ear DIGITS ") + digit)
+                << encoding;
+        }
         control->command("delete stream near");
         control->command("delete stream far");
     }
@@ -76,9 +62,7 @@ TEST_F(conference_test, digits_survive_every_codec) {
 TEST_F(conference_test, a_member_is_sent_one_line_of_packets_from_join_to_join) {
     leg anna = new_leg("anna", "PCMU");
     new_conference("room", {"anna"});
-    std::uint32_t ssrc = 0;
-    std::uint16_t sequence = 0;
-    std::uint32_t timestamp = 0;
+    harness::rtp_view last;
     for (int number = 0; number < 20; ++number) {
         if (number == 10) {
             for (int lost = 0; lost < 2; ++lost) {
@@ -90,18 +74,16 @@ TEST_F(conference_test, a_member_is_sent_one_line_of_packets_from_join_to_join) 
             anna.forget_received();
             const auto stats = control->command("stats stream anna");
             const int sent = std::stoi(stats.substr(stats.find("outgoing_packets=") + 17));
-            sequence = static_cast<std::uint16_t>(sent);
-            timestamp = 160U * static_cast<unsigned>(sent);
+            last.sequence = static_cast<std::uint16_t>(sent);
+            last.timestamp = 160U * last.sequence;
             new_conference("other", {"anna"});
         }
         const harness::rtp_view view = anna.next();
         EXPECT_EQ(view.marker, number % 10 == 0);
-        EXPECT_EQ(view.sequence, static_cast<std::uint16_t>(sequence + 1));
-        EXPECT_EQ(view.timestamp, timestamp + 160);
-        EXPECT_EQ(view.ssrc, number == 0 ? view.ssrc : ssrc);
-        ssrc = view.ssrc;
-        sequence = view.sequence;
-        timestamp = view.timestamp;
+        EXPECT_EQ(view.sequence, last.sequence + 1);
+        EXPECT_EQ(view.timestamp, last.timestamp + 160);
+        EXPECT_EQ(view.ssrc, number == 0 ? view.ssrc : last.ssrc);
+        last = view;
     }
     EXPECT_NE(control->command("stats stream anna").find(" lost=1 "), std::string::npos);
 }

@@ -75,18 +75,8 @@ int dtmf_stream::read_incoming_rtp(char* buf, int, bool) {
     return event_packet_bytes;
 }
 
-void dtmf_stream::end_soon() {
-    deletion_timer.set<dtmf_stream, &dtmf_stream::deletion_callback>(this);
-    deletion_timer.start(0.0);
-}
-
 int dtmf_stream::write_outgoing(const char*, int) {
     return 0;
-}
-
-void dtmf_stream::deletion_callback(ev::timer&, int) {
-    emit_timeout_event();
-    delete this;
 }
 
 void dtmf_stream::dump_stats(std::ostream& os) {

@@ -41,11 +41,7 @@ class dtmf_stream : public timer_stream {
     /** The event of a digit (RFC 4733 3.2); none for what is no digit. */
     [[nodiscard]] static std::optional<std::uint8_t> event_code(char digit);
     void set_digit();
-    /** Ends this stream on the loop's next turn: whoever reads it now holds on to it. */
-    void end_soon();
-    void deletion_callback(ev::timer& timer, int events);
 
-    ev::timer deletion_timer;
     const int end_after; // packets after the first that extend the event
     const std::string digits;
     const int payload_type; // as commanded

@@ -46,9 +46,7 @@ int sound_stream::read_incoming_rtp(char* buf, int, bool) {
                                   rtp_packet::timestamp(rtp_header.data()) + frame_units);
         return 0;
     case sound_file::reading::ended:
-        // The reader holds on to this stream; it ends on the loop's next turn.
-        eof_timer.set<sound_stream, &sound_stream::nonlooping_soundfile_eof_callback>(this);
-        eof_timer.start(0.0);
+        end_soon();
         return 0;
     }
     rtp_packet::advance(rtp_header.data(), frame_units);
@@ -65,11 +63,6 @@ int sound_stream::read_incoming_rtp(char* buf, int, bool) {
 
 int sound_stream::write_outgoing(const char*, int) {
     return 0;
-}
-
-void sound_stream::nonlooping_soundfile_eof_callback(ev::timer&, int) {
-    emit_timeout_event();
-    delete this;
 }
 
 void sound_stream::dump_stats(std::ostream& os) {

@@ -40,15 +40,12 @@ class sound_stream : public timer_stream {
   private:
     class leg; // sound_conference.cpp
 
-    void nonlooping_soundfile_eof_callback(ev::timer& timer, int events);
-
     const std::string filename;
     const bool loopflag;
     sound_file file;
     rtp_hdr_t rtp_header;                               // of the packet before
     pkt_hdr_pcap pcap_in{sockaddr_in{}, sockaddr_in{}}; // a file has no address
     const codec_decoder_ptr decoder;                    // of a file that a mix hears
-    ev::timer eof_timer;
 };
 
 } // namespace vocalink

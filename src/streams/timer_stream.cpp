@@ -24,4 +24,14 @@ void timer_stream::timer_stream_callback(ev::timer&, int) {
     sync_signal.emit(this);
 }
 
+void timer_stream::end_soon() {
+    end_timer.set<timer_stream, &timer_stream::end_callback>(this);
+    end_timer.start(0.0);
+}
+
+void timer_stream::end_callback(ev::timer&, int) {
+    emit_timeout_event();
+    delete this;
+}
+
 } // namespace vocalink

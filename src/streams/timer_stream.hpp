@@ -17,10 +17,17 @@ class timer_stream : public stream {
     void enable_stream_loop() override;
     void disable_stream_loop() override;
 
+  protected:
+    /** Ends this stream, with the time-out notice, on the loop's next turn: whoever reads it now
+     *  holds on to it. */
+    void end_soon();
+
   private:
     void timer_stream_callback(ev::timer& timer, int events);
+    void end_callback(ev::timer& timer, int events);
 
     ev::timer frame_timer;
+    ev::timer end_timer;
 };
 
 } // namespace vocalink

@@ -4,8 +4,6 @@
 
 #include "util/loop_calls.hpp"
 
-#include <cassert>
-
 namespace vocalink {
 
 namespace {
@@ -21,18 +19,9 @@ struct sound_request : util::ProcessRequest {
     SoundReaderThread::opened_handler done; // of an opening, for the loop
 };
 
-SoundReaderThread* newest = nullptr;
-
 } // namespace
 
-SoundReaderThread::SoundReaderThread() : MsgQueueThread("soundReaderThread") {
-    newest = this;
-}
-
-SoundReaderThread& SoundReaderThread::instance() {
-    assert(newest != nullptr);
-    return *newest;
-}
+SoundReaderThread::SoundReaderThread() : MsgQueueThread("soundReaderThread") {}
 
 void SoundReaderThread::open(std::shared_ptr<sound_frames> frames, opened_handler done) {
     auto request = std::make_unique<sound_request>(open_tag, std::move(frames));

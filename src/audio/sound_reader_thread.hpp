@@ -4,6 +4,7 @@
 
 #include "audio/sound_frames.hpp"
 #include "util/msg_queue_thread.hpp"
+#include "util/newest_instance.hpp"
 #include "util/process_request.hpp"
 
 #include <functional>
@@ -14,12 +15,10 @@ namespace vocalink {
 
 /** Opens, reads and closes the sound files that are played, so that a slow disk leaves out frames of
  *  a file and stops nothing else. Singleton, owned by main. */
-class SoundReaderThread : public util::MsgQueueThread {
+class SoundReaderThread : public util::MsgQueueThread,
+                          public util::newest_instance<SoundReaderThread> {
   public:
     SoundReaderThread();
-
-    /** The instance made last. */
-    [[nodiscard]] static SoundReaderThread& instance();
 
     /** What opening a file comes to: the file, or null. */
     using opened_handler = std::function<void(std::shared_ptr<sound_frames> opened)>;

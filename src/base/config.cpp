@@ -3,7 +3,6 @@
 #include "base/config.hpp"
 
 #include <algorithm>
-#include <cassert>
 #include <cstdlib>
 #include <cstring>
 
@@ -29,10 +28,7 @@ int next_option(int argc, char** argv) {
 
 } // namespace
 
-const config* config::newest = nullptr;
-
 config::config(int argc, char** argv) {
-    newest = this;
     optind = 1;
     for (int option = 0; (option = next_option(argc, argv)) != -1;) {
         take_option(option, optarg);
@@ -90,11 +86,6 @@ program_mode config::mode() const {
         return program_mode::serve;
     }
     return command != nullptr ? program_mode::command : program_mode::relay;
-}
-
-const config& config::instance() {
-    assert(newest != nullptr);
-    return *newest;
 }
 
 double config::idle_check_period() const {

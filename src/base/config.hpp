@@ -2,6 +2,8 @@
 // The parsed command line, readable from every layer.
 #pragma once
 
+#include "util/newest_instance.hpp"
+
 namespace vocalink {
 
 /** What the command line asks the program to do. */
@@ -9,14 +11,12 @@ enum class program_mode { serve, relay, command, help, version };
 
 /** The options of this process. Strings point into argv or at literals and are not copied.
  *  The instance made last is the one that instance() returns. */
-class config {
+class config : public util::newest_instance<const config> {
   public:
     /** Reads -t -r -s -i -l -a -S -p -m -c, each with a value, and -h, -V, --help and --version. A later
      *  option overrides an earlier one. Other arguments are ignored. getopt reports unknown
      *  options, and parsing goes on. Deliberate: docs/behaviours.md#options-without-effect */
     config(int argc, char** argv);
-
-    [[nodiscard]] static const config& instance();
 
     /** Help and version go before everything, a listen socket before a client's command. */
     [[nodiscard]] program_mode mode() const;
@@ -41,8 +41,6 @@ class config {
 
   private:
     void take_option(int option, const char* value);
-
-    static const config* newest;
 };
 
 } // namespace vocalink

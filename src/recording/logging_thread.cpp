@@ -7,7 +7,6 @@
 #include "util/log_line.hpp"
 #include "util/loop_calls.hpp"
 
-#include <cassert>
 #include <cerrno>
 
 namespace vocalink {
@@ -22,18 +21,10 @@ constexpr long long max_waiting_bytes = 128LL * 1024 * 1024;
 // A killed daemon leaves files that are complete but for about this long.
 constexpr double turn_period_s = 0.5;
 
-LoggingThread* newest = nullptr;
-
 } // namespace
 
 LoggingThread::LoggingThread() : MsgQueueThread("loggingThread") {
-    newest = this;
     turn_timer.set<LoggingThread, &LoggingThread::give_turns>(this);
-}
-
-LoggingThread& LoggingThread::instance() {
-    assert(newest != nullptr);
-    return *newest;
 }
 
 void LoggingThread::stop() {

@@ -6,6 +6,7 @@
 #include "recording/recording_file.hpp"
 #include "util/event_loop.hpp"
 #include "util/msg_queue_thread.hpp"
+#include "util/newest_instance.hpp"
 
 #include <atomic>
 #include <set>
@@ -26,12 +27,9 @@ struct writer_figures {
 /** Does every file operation of every recording, in the order asked, announces the first data of
  *  each, and hands finished files to the mover. Twice a second it has the sinks hand over what they
  *  have gathered. Singleton, owned by main. */
-class LoggingThread : public util::MsgQueueThread {
+class LoggingThread : public util::MsgQueueThread, public util::newest_instance<LoggingThread> {
   public:
     LoggingThread();
-
-    /** The instance made last. */
-    [[nodiscard]] static LoggingThread& instance();
 
     void stop() override;
 

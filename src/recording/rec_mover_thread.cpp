@@ -6,7 +6,6 @@
 #include "util/log_line.hpp"
 #include "util/retry.hpp"
 
-#include <cassert>
 #include <cerrno>
 
 #include <unistd.h>
@@ -16,20 +15,7 @@ namespace vocalink {
 using util::error_text;
 using util::log_line;
 
-namespace {
-
-RecMoverThread* newest = nullptr;
-
-} // namespace
-
-RecMoverThread::RecMoverThread() : MsgQueueThread("recMoverThread") {
-    newest = this;
-}
-
-RecMoverThread& RecMoverThread::instance() {
-    assert(newest != nullptr);
-    return *newest;
-}
+RecMoverThread::RecMoverThread() : MsgQueueThread("recMoverThread") {}
 
 void RecMoverThread::queue_move(MoveFileRequest* request) {
     waiting_files += 1;

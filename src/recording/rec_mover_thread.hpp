@@ -4,6 +4,7 @@
 
 #include "recording/process_request.hpp"
 #include "util/msg_queue_thread.hpp"
+#include "util/newest_instance.hpp"
 
 #include <atomic>
 #include <string>
@@ -20,12 +21,9 @@ struct mover_figures {
 /** Moves files, so that a slow move across file systems holds up neither the writer nor the loop, and
  *  sends the notices of recordings down a pipe: a line each, "OWNER REC_STARTED
  *  FILE STREAM" or "OWNER REC_FINISHED FILE STREAM". Singleton, owned by main. */
-class RecMoverThread : public util::MsgQueueThread {
+class RecMoverThread : public util::MsgQueueThread, public util::newest_instance<RecMoverThread> {
   public:
     RecMoverThread();
-
-    /** The instance made last. */
-    [[nodiscard]] static RecMoverThread& instance();
 
     /** The write end of the notice pipe, which stays its owner's. Before start(). */
     void set_out_fd(int fd) { out_fd = fd; }

@@ -2,19 +2,11 @@
 // How a worker has something done on the loop.
 #include "util/loop_calls.hpp"
 
-#include <cassert>
 #include <utility>
 
 namespace vocalink::util {
 
-namespace {
-
-loop_calls* newest = nullptr;
-
-} // namespace
-
 loop_calls::loop_calls() {
-    newest = this;
     wake_up.set<loop_calls, &loop_calls::make_calls>(this);
     wake_up.start();
     ev_unref(ev_default_loop(0)); // alone it is no reason to run on
@@ -23,11 +15,6 @@ loop_calls::loop_calls() {
 loop_calls::~loop_calls() {
     ev_ref(ev_default_loop(0));
     wake_up.stop();
-}
-
-loop_calls& loop_calls::instance() {
-    assert(newest != nullptr);
-    return *newest;
 }
 
 void loop_calls::post(std::function<void()> call) {

@@ -4,6 +4,7 @@
 
 #include "util/event_loop.hpp"
 #include "util/mutex.hpp"
+#include "util/newest_instance.hpp"
 
 #include <functional>
 #include <vector>
@@ -13,16 +14,13 @@ namespace vocalink::util {
 /** Makes calls on the loop thread on behalf of other threads, in the order in which each asked.
  *  Singleton, owned by main, which ends the workers first. It does not keep the loop running: what
  *  is posted while the loop ends is dropped. */
-class loop_calls {
+class loop_calls : public newest_instance<loop_calls> {
   public:
     /** Loop thread. */
     loop_calls();
     loop_calls(const loop_calls&) = delete;
     loop_calls& operator=(const loop_calls&) = delete;
     ~loop_calls();
-
-    /** The instance made last. */
-    [[nodiscard]] static loop_calls& instance();
 
     /** Has the call made on the loop's next turn. What it refers to must live until then, or be
      *  looked up by the call. Any thread. */

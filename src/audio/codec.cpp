@@ -30,7 +30,7 @@ constexpr int samples_of_120_ms = 960;
 
 // One codec a block, a subject a line.
 // clang-format off
-// The first row is the one for unknown words and types.
+// The first row serves unknown words and types.
 constexpr audio_codec rows[] = {
     {.word = "PCMU", .payload = PCMU, .format_name = "PCMU", .clock_hz = 8000,
      .frame_bytes = 160, .frame_samples = 160, .idle_byte = 0xFF,
@@ -72,8 +72,8 @@ constexpr audio_codec rows[] = {
 };
 // clang-format on
 
-/** The row of a payload type, µ-law's for an unknown one. What is asked for by type is the same in
- *  both rows of iLBC. */
+/** The row of a payload type, µ-law's for an unknown one. Both rows of iLBC agree in everything that
+ *  is looked up by type. */
 const audio_codec& row_of(int payload_type) {
     const auto* const found = std::find_if(std::begin(rows), std::end(rows), [=](const auto& row) {
         return row.payload == payload_type;

@@ -37,31 +37,31 @@ class codec_encoder {
 using codec_decoder_ptr = std::unique_ptr<codec_decoder>;
 using codec_encoder_ptr = std::unique_ptr<codec_encoder>;
 
-/** What there is to know of one codec in one mode. */
+/** The facts of one codec in one mode. */
 struct audio_codec {
     std::string_view word;   // that selects it in commands
     rtp_payload payload;     // its payload type
     const char* format_name; // registered (RFC 3551, RFC 3952)
     int clock_hz;            // of its RTP timestamps
 
-    // A packet as streams send it.
+    // Packets that streams send.
     int frame_bytes;
     int frame_samples;
     std::uint8_t idle_byte; // fills payloads that are not encoded
 
-    // A packet as anybody may send it: up to so many units.
+    // Packets that are accepted: 1 to most_units units.
     int unit_bytes;
     int unit_samples;
     int most_units;
-    int last_unit_bytes; // another length that the last one may have, 0 for none
+    int last_unit_bytes; // other length allowed for the last unit, 0 for none
 
     // What `new vocalink` mixes; it relays every codec.
     // Deliberate: docs/behaviours.md#mix-codecs
-    bool heard_in_mix; // a party
-    bool file_in_mix;  // a sound file
-    bool hears_mix;    // a party
+    bool heard_in_mix; // RTP endpoints speak
+    bool file_in_mix;  // sound files speak
+    bool hears_mix;    // RTP endpoints listen
 
-    // What raw recordings put in the place of missing packets.
+    // The filling for missing packets in raw recordings.
     std::span<const unsigned char> silence; // one frame
     int timestamps_per_byte;
 

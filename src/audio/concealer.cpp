@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Making up what a missing packet would have said.
+// Concealment of missing packets.
 #include "audio/concealer.hpp"
 
 #include "audio/codec.hpp"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Making up what a missing packet would have said.
+// Concealment of missing packets.
 #pragma once
 
 #include "audio/playout_line.hpp"
@@ -12,25 +12,24 @@
 
 namespace vocalink {
 
-/** Continues a speaker's wave while packets are missing: G.729 and iLBC by the codec's own means,
- *  the others by repeating the last pitch period. It has faded to silence after 100 ms; the comfort
- *  noise that follows a G.729 silence description goes on for half a second. Belongs to one playout
- *  buffer. */
+/** Continues a speaker's wave while packets are missing. G.729 and iLBC have concealment of their
+ *  own; for the other codecs the last pitch period is repeated. The wave fades to silence within
+ *  100 ms. Comfort noise after a G.729 silence description goes on for half a second. Belongs to one
+ *  playout buffer. */
 class concealer {
   public:
     concealer();
 
-    /** Takes note of a packet's samples before they join the line, and softens their beginning
-     *  after a gap. */
+    /** Notes a packet's samples before they join the line, and fades them in after a gap. */
     void heard(int payload_type, std::span<const std::uint8_t> payload,
                std::span<std::int16_t> samples);
 
-    /** Adds made-up samples to the line: at least that many, more where the codec makes whole
+    /** Adds concealment to the line: at least that many samples, more where the codec makes whole
      *  frames only.
-     *  @return those that stand for lost speech and are not silence */
+     *  @return how many of them replace speech */
     int make_up(voice_decoder& decoder, playout_line& line, int samples);
 
-    /** Whether nothing but silence is made up by now. */
+    /** Whether concealment has faded to silence. */
     [[nodiscard]] bool silent() const;
 
   private:
@@ -39,7 +38,7 @@ class concealer {
 
     plc_state_t plc{};
     int payload_type_heard = -1;
-    bool plc_fills = false; // the present gap, or the one before the next packet
+    bool plc_fills = false; // in this gap, or in the one before the next packet
     bool comfort_noise = false;
     int made_up = 0; // samples since the last packet
 };

@@ -17,10 +17,10 @@ namespace vocalink {
 
 namespace {
 
-/** Pipes whose player has not been started, in the order of their making. */
+/** Pipes that wait to start their player, oldest first. */
 std::vector<player_pipe*> waiting_pipes;
 
-/** Players that run although their pipe has been closed. */
+/** Players that still run after their pipe was closed. */
 int ending_players = 0;
 
 } // namespace

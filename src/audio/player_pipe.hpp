@@ -13,8 +13,8 @@ class player_process;
 
 /** Runs a command line with a pipe as its standard input. The player gets no other descriptor of
  *  this process but its standard output and error. Closing the pipe lets it play what it has and
- *  end. Many sound devices serve one player at a time, so that a new player waits until those
- *  whose pipe has been closed are gone; what is written meanwhile is dropped. Loop thread only. */
+ *  end. Many sound devices serve one player at a time. So a new player starts when the players of
+ *  closed pipes have ended; blocks written until then are dropped. Loop thread only. */
 class player_pipe {
   public:
     /** Starts the player through /bin/sh, at once or from the loop when earlier ones are gone.

@@ -8,8 +8,8 @@ namespace vocalink {
 
 namespace {
 
-/** After so much without a packet the speaker paused, or is away; what comes then is a beginning
- *  and may choose its delay. By then concealment has faded to silence. */
+/** After this long without a packet the speaker has paused. The next packet is a beginning and may
+ *  choose its delay; concealment has faded to silence by then. */
 constexpr int pause_samples = 100 * samples_per_ms;
 
 } // namespace

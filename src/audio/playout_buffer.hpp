@@ -18,12 +18,14 @@ namespace vocalink {
 
 /** Puts the packets of one speaker in order, and gives 20 ms of samples each tick.
  *
- *  Packets wait encoded, in order; those whose turn comes are decoded onto a line of samples, on
- *  which gaps are filled and the delay is corrected. Every sample has a place, counted from the
- *  first one on; a tick plays the 160 samples after those of the tick before, whether they came or
- *  had to be made up. So the delay changes only where this class decides it: a first packet chooses
- *  it; a packet that comes just after its place was made up is played all the same, and all that
- *  follows is later by that; splices correct the rest.
+ *  Packets wait encoded. When the turn of one comes, it is decoded onto a line of samples, where
+ *  gaps are filled and the delay is corrected. Every sample has a place, counted from the first. A
+ *  tick plays the 160 samples after those of the tick before, received or concealed. So the delay
+ *  changes in three ways only:
+ *  - the first packet chooses it;
+ *  - a packet that comes just after its place was concealed is played all the same, and everything
+ *    after it is later by that;
+ *  - splices correct the rest.
  *
  *  Time is passed in, in seconds of one monotonic clock: to put() the time of arrival, to play()
  *  the time of the tick. Several ticks in one moment catch up a late one. Belongs to one member;
@@ -41,14 +43,14 @@ class playout_buffer {
      *  @return false for one whose type or length does not fit, which is ignored */
     bool put(const rtp_view& packet, double now_s);
 
-    /** Takes note of a packet of the speaker that carries no audio, whose number is not missing. */
+    /** Notes a packet of the speaker without audio, so that its number does not count as lost. */
     void pass_over(std::uint32_t ssrc, std::uint16_t sequence);
 
     /** Gives the next 20 ms.
      *  @return false for silence: nothing was said, frame is all zeros */
     [[nodiscard]] bool play(std::span<std::int16_t, voice_frame_samples> frame, double now_s);
 
-    /** Forgets all audio and the source, as for a member that left; the counters stay. */
+    /** Forgets all audio and the source. The counters stay. */
     void clear();
 
     /** What was counted since the buffer was made, and what is measured now. */
@@ -89,10 +91,10 @@ class playout_buffer {
     std::int64_t line_end = 0;                           // place after the last sample of the line
     std::int64_t decoded_sequence = before_any_sequence; // of the last packet whose turn came
     std::uint32_t decoded_timestamp_end = 0;             // timestamp after it
-    std::int64_t dropped_samples = 0;                    // for want of room, since the last tick
+    std::int64_t dropped_samples = 0;                    // to make room, since the last tick
     std::uint64_t concealed_samples = 0;                 // in place of what was missing
     int made_up_samples = 0;   // at the end of the line, since the last packet
-    int undecided_samples = 0; // of them, those that stand for a loss or for a pause
+    int undecided_samples = 0; // of them: a loss or a pause, as the next packet tells
     int ticks_since_splice = 0;
     line_quality counted; // of it the numbers of packets late and doubled
 };

@@ -12,13 +12,13 @@ namespace {
 /** Made-up samples are counted up to here; a pause is long before that. */
 constexpr int most_made_up = 60'000 * samples_per_ms;
 
-// The delay is corrected where the wave resembles itself, or where nothing is said. A correction
-// that found no such place waits no longer than patience.
+// The delay is corrected where the wave resembles itself or is quiet. A correction that has found no
+// such place for this many ticks is made anyway.
 constexpr float enough_likeness = 0.7F;
 constexpr int patience_ticks = 25;
 constexpr int patience_ticks_lengthen = 3;
 
-// Corrections are that far apart; those of a delay far too long follow each other more closely.
+// Ticks between corrections: fewer where the delay is far too long.
 constexpr int ticks_between = 5;
 constexpr int ticks_between_hurried = 3;
 constexpr int ticks_between_lengthen = 2;

@@ -14,24 +14,24 @@ namespace {
 constexpr double frame_s = 0.020;
 constexpr double frame_ms = 20;
 
-/** Up to five ticks may come at once to catch up; what is later than that never comes. */
+/** Up to five ticks may come at once to catch up. Later ones never come. */
 constexpr double most_caught_up_s = 4 * frame_s;
 
-/** A clock that was taken from a late tick comes closer to the others by this share. */
+/** The schedule moves by this share of how late a tick was. */
 constexpr double late_share = 1.0 / 16;
 
-// Slack that the tightest packet must keep, that a first packet gets at least, and from which on a
-// whole frame can go. The distance of the last two is a frame and room for a line that is not
-// quite even, so that they do not take turns.
+// The delay grows when the tightest packet has less than the least slack, and shrinks when it has
+// more than the excessive one. A first packet gets at least the first slack. The excessive one is a
+// whole frame above it, so that growing and shrinking do not alternate.
 constexpr double least_slack_ms = 5;
 constexpr double first_slack_ms = 10;
 constexpr double excessive_slack_ms = first_slack_ms + frame_ms;
 
-/** A packet later than this tells nothing that a longer delay could mend. */
+/** A longer delay does not help packets later than this. */
 constexpr double hopeless_slack_ms = -200;
 
-// The tightest packet is sought within one to two of these: long ones on a line that was late more
-// than once lately, short ones elsewhere, so that one stumble is soon forgotten.
+// The tightest packet is sought in the last one to two spans. Spans are long on a line that was late
+// more than once lately, and short otherwise, so that a single stumble is soon forgotten.
 constexpr double calm_span_s = 0.5;
 constexpr double restless_span_s = 2.0;
 constexpr double restless_s = 10;

@@ -7,19 +7,19 @@
 namespace vocalink {
 
 /** Watches the slack of a speaker's packets: the time from arrival to the tick that plays their
- *  first sample. The packet that came closest to being late within the last seconds says whether
- *  the delay is too short or longer than the line needs; by how much the others vary, how the
- *  sender's clock runs and how long packets are need not be known apart.
+ *  first sample. The tightest packet of the last seconds, the one closest to being late, tells
+ *  whether the delay is too short or too long. Jitter, clock drift and packet length all show in its
+ *  slack, so that none of them is measured here.
  *
- *  Here a lead is the number of samples that are to be played before a packet's first. Belongs to
- *  one playout buffer. */
+ *  A lead is the number of samples that are played before a packet's first. Belongs to one playout
+ *  buffer. */
 class playout_delay {
   public:
-    /** What should become of the delay. */
+    /** How the delay is to change. */
     enum class wish { keep, shorten, lengthen };
 
     /** Notes a tick.
-     *  @return the samples whose ticks will never come, because the process or its schedule stood */
+     *  @return the samples whose ticks will never come, because the process or its schedule stood still */
     [[nodiscard]] int tick(double now_s);
 
     /** Notes the arrival of a packet with that lead. */
@@ -28,8 +28,8 @@ class playout_delay {
     /** Notes that everything waiting is played that many samples later, or earlier if negative. */
     void moved(int samples);
 
-    /** The lead of a first packet, so that a line like this one is heard without a gap.
-     *  @param jitter_ms  what is known of the line */
+    /** The lead that lets a first packet, and what follows it, play without a gap.
+     *  @param jitter_ms  of the line, as far as it is known */
     [[nodiscard]] int first_lead(double now_s, double jitter_ms) const;
 
     /** Whether a packet after a pause can keep the delay of before. */
@@ -37,7 +37,7 @@ class playout_delay {
 
     [[nodiscard]] wish wanted() const;
 
-    /** Slack beyond what is needed, in ms; more than can be told until packets came for a while. */
+    /** Slack beyond what is needed, in ms; 0 until packets have come for a while. */
     [[nodiscard]] double excess_ms() const;
 
     /** Forgets the packets so far: another source, or another delay. */

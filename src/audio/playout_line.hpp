@@ -18,8 +18,8 @@ struct splice_match {
     bool quiet = false;  // too soft to hear what is done to it
 };
 
-/** Samples that are decoded and not yet played. Whatever is cut or put in, the wave goes on without
- *  a jump: where two pieces meet that do not belong together, one fades into the other. Keeps a
+/** Samples that are decoded and not yet played. The wave has no jumps: where two pieces meet that do
+ *  not belong together, one fades into the other. Keeps a
  *  few played samples to compare with. Belongs to one playout buffer. */
 class playout_line {
   public:
@@ -61,7 +61,7 @@ class playout_line {
     [[nodiscard]] splice_match match_after() const;
     [[nodiscard]] splice_match match_before() const;
 
-    /** Goes on lag samples later, or lag samples earlier, at a place that was found so. */
+    /** Continues lag samples later, or earlier, where match_after() or match_before() said. */
     void leave_out(int lag);
     void repeat(int lag);
 

@@ -31,7 +31,7 @@ class playout_queue {
     /** Whether there is room for a payload of that many bytes. */
     [[nodiscard]] bool fits(std::size_t payload_bytes) const;
 
-    /** Puts a packet in its place. It fits, and its sequence number is not in the queue. */
+    /** Inserts a packet that fits and whose sequence number is not in the queue. */
     void insert(const queued_packet& packet, std::span<const std::uint8_t> payload);
 
     /** Where the packet before a sequence number ends; otherwise if there is none. */

@@ -14,15 +14,15 @@ struct packet_position {
     std::int64_t sequence;  // extended: no wrap
     std::int64_t place;     // of its first sample, in samples of the stream
     bool duplicate = false; // came before; the rest says nothing
-    bool restarted = false; // first of a new source, its place is still to be chosen
+    bool restarted = false; // first of a new source, without a place yet
     bool newest = false;    // none with a higher number came
 };
 
 /** Follows the sequence numbers and timestamps of one speaker, across changes of source.
  *
  *  The sequence number tells what is lost, the timestamp where a packet belongs. A timestamp that
- *  contradicts both the samples of the packets and their arrival is not believed; packets of a
- *  sender that goes on like that are placed end to end. Belongs to one playout buffer. */
+ *  contradicts both sample counts and arrival times is not believed. When a sender keeps sending
+ *  such timestamps, its packets are placed end to end. Belongs to one playout buffer. */
 class playout_source {
   public:
     /** A packet is out of order by at most so many others; one further behind begins anew. */
@@ -34,7 +34,7 @@ class playout_source {
     /** Counts a packet of the source that carries no audio: a key, comfort noise. It is not lost. */
     void pass_over(std::uint32_t packet_ssrc, std::uint16_t packet_sequence);
 
-    /** Says that the packet with that sequence number was put elsewhere; later ones follow it. */
+    /** Notes that a packet was placed elsewhere. Later packets follow it. */
     void place(std::int64_t sequence, std::int64_t new_place);
 
     /** Moves everything that is still to come to a later place. */

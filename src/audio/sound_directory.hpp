@@ -9,8 +9,8 @@
 namespace vocalink {
 
 /** Opens a controller's sound file for reading, without waiting for a device or a pipe. With option
- *  -S only what lies below that directory can be opened, whatever links and ".." say, and names are
- *  relative to it; a name may also begin with it. Any thread.
+ *  -S only files below that directory can be opened; links and ".." do not lead out of it. Names are
+ *  relative to the directory or begin with it. Any thread.
  *  @return none with errno when it cannot be opened or does not lie there */
 [[nodiscard]] util::unique_fd open_sound(const std::string& name);
 

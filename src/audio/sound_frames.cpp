@@ -15,7 +15,7 @@ namespace vocalink {
 
 namespace {
 
-// A second of 20 ms frames: what a disk may take for a read before a frame is left out.
+// A second of 20 ms frames: frames are left out when a read takes longer.
 constexpr std::size_t block_frames = 50;
 
 } // namespace

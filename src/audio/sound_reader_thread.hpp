@@ -13,14 +13,14 @@
 
 namespace vocalink {
 
-/** Opens, reads and closes the sound files that are played, so that a slow disk leaves out frames of
- *  a file and stops nothing else. Singleton, owned by main. */
+/** Opens, reads and closes the sound files that are played. A slow disk costs frames of the files on
+ *  it and stops nothing else. Singleton, owned by main. */
 class SoundReaderThread : public util::MsgQueueThread,
                           public util::newest_instance<SoundReaderThread> {
   public:
     SoundReaderThread();
 
-    /** What opening a file comes to: the file, or null. */
+    /** Told how an opening went: gets the file, or null. */
     using opened_handler = std::function<void(std::shared_ptr<sound_frames> opened)>;
 
     /** Opens a file, reads its beginning, and tells the loop. Loop thread. */

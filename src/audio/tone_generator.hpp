@@ -27,8 +27,8 @@ class tone_generator {
     /** @throws stream_exception when the state cannot be made */
     explicit tone_generator(ToneType type);
 
-    /** Queues digits behind those not yet sent; R2 MF sends the last one only, until another comes.
-     *  What the queue or the signalling system cannot take is left out. */
+    /** Queues digits. R2 MF sends the last one only, until another comes. Digits that do not fit, or
+     *  that the signalling system does not have, are left out. */
     void put(const std::string& digits);
 
     /** Generates the next samples. @return how many, at most max_samples; 0 when nothing is queued

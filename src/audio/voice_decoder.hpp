@@ -12,9 +12,9 @@
 
 namespace vocalink {
 
-/** Decodes all codecs to linear 8 kHz samples; a packet may be in another
- *  codec than the one before. The state of a codec is made when its first packet comes, so that
- *  only the first packet of a codec allocates. Belongs to one member; loop thread only. */
+/** Decodes every codec to linear 8 kHz samples. Each packet may have a codec of its own. Only the
+ *  first packet of a codec allocates, for the codec's state. Belongs to one member; loop thread only.
+ */
 class voice_decoder {
   public:
     /** Samples of the longest frame that conceal() makes. */

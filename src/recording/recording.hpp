@@ -28,7 +28,7 @@ class recording {
      *  @param owner  name of the connection that gets the notices
      *  @param name  recording name, the first part of the file name
      *  @param stream_id  for the notices
-     *  @param opened  told how the opening went; a recording that could not be opened is of no use */
+     *  @param opened  told how the opening went; after an error nothing can be recorded */
     recording(std::string owner, std::string name, std::string stream_id, RecordingType type,
               record_sink::opened_handler opened, clock* now = monotonic_time);
     recording(const recording&) = delete;

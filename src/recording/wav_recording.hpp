@@ -19,8 +19,8 @@ class wav_recording {
      *  @param owner  name of the connection that gets the notices
      *  @param name  recording name, the first part of the file name; one with a slash is refused
      *  @param stream_id  for the notices
-     *  @param opened  told once how the opening went, with 0 or an error number, on the loop and
-     *                 perhaps after this recording's end; where it failed, this is of no use */
+     *  @param opened  called once on the loop, with 0 or an error number; perhaps after this
+     *                 recording has ended. After an error nothing can be recorded */
     wav_recording(std::string owner, std::string name, std::string stream_id,
                   record_sink::opened_handler opened);
     wav_recording(const wav_recording&) = delete;
@@ -30,8 +30,8 @@ class wav_recording {
     /** Where the file will be in the end. */
     [[nodiscard]] std::string get_path() const { return sink.store_path(); }
 
-    /** Adds samples. Never waits; what the file writer is too far behind for becomes silence of that
-     *  length.
+    /** Adds samples without waiting. Samples that come while the file writer is too far behind become
+     *  silence.
      *  @param samples  linear, host order, at most 240 */
     void append(std::span<const std::int16_t> samples);
 

@@ -6,14 +6,14 @@
 
 namespace vocalink {
 
-/** Whether c is one of the 64 characters; the padding is not. */
+/** Whether c is one of the 64 characters; '=' is not. */
 [[nodiscard]] bool is_base64(unsigned char c);
 
 /** Groups of four characters, the last one padded with '='. */
 [[nodiscard]] std::string base64_encode(const unsigned char* data, unsigned int len);
 
-/** The bytes of text up to the first character that is none of the 64; an incomplete last group
- *  yields as many bytes as its characters allow. */
+/** Decodes up to the first character outside the 64. An incomplete last group gives as many bytes
+ *  as its characters hold. */
 [[nodiscard]] std::string base64_decode(const std::string& text);
 
 } // namespace vocalink

@@ -6,8 +6,8 @@
 
 namespace vocalink::util {
 
-/** Monotonic seconds, for durations: a step of the wall clock does not change them. The time at
- *  which the running callback's batch began, so that asking costs nothing. Loop thread. */
+/** Monotonic seconds, for durations; steps of the wall clock do not show. Read once for each batch
+ *  of callbacks, so that a call costs nothing. Loop thread. */
 [[nodiscard]] double loop_now();
 
 /** The wall clock in seconds since 1970 at the same moment, for time stamps that somebody reads.

@@ -17,7 +17,7 @@ namespace util {
 /** Address and port in host order, "10.0.0.5:4000"; "error( text)" when there is no text form. */
 [[nodiscard]] std::string endpoint_text(const sockaddr_in& address);
 
-/** Reads dotted text into an address; false, and the address untouched, when it is none. */
+/** Parses dotted text. @return false for any other text, leaving the address as it was */
 [[nodiscard]] bool parse_ipv4(const std::string& text, in_addr& address);
 
 } // namespace util

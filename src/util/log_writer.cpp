@@ -57,7 +57,7 @@ class log_queue {
   public:
     void add(std::string_view lines) {
         const scoped_lock lock(guard);
-        // Once something has been dropped, nothing is taken until the thread has come to the gap.
+        // After a drop nothing is taken until the thread has reached the gap: lines stay in order.
         if (dropped > 0 || (!queued.empty() && queued.size() + lines.size() > max_queued_bytes)) {
             dropped += 1;
             dropped_in_all += 1;
@@ -161,8 +161,7 @@ void* write_log_of(void* queue) {
 } // namespace
 
 log_writer::log_writer() {
-    // Never destroyed: a thread that stands in a write for ever stands there until the process is
-    // gone.
+    // Never destroyed, because the thread may be blocked in a write until the process ends.
     static auto* const queue = new log_queue;
     pthread_t thread{};
     if (const int error = start_thread(thread, write_log_of, queue); error != 0) {

@@ -10,8 +10,9 @@ namespace vocalink::util {
  *  order and whole. Without one they are written at once, by whoever logs.
  *
  *  Standard error may be anything: a slow disk, a terminal that is stopped, a pipe that nobody
- *  reads. It is shared with other processes, so its flags are left alone. At most 1 MiB waits; what
- *  comes then is dropped until the queue has been written, and counted in a line at that place.
+ *  reads. It is shared with other processes, so its flags are left alone. At most 1 MiB is
+ *  queued. Lines beyond that are dropped until the queue has been written; a line in their place
+ *  counts them.
  *
  *  One at a time, owned by the process entry, made before the first worker and ended after the
  *  last. */

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// How a worker has something done on the loop.
+// Calls that workers ask the loop to make.
 #include "util/loop_calls.hpp"
 
 #include <utility>
@@ -9,7 +9,7 @@ namespace vocalink::util {
 loop_calls::loop_calls() {
     wake_up.set<loop_calls, &loop_calls::make_calls>(this);
     wake_up.start();
-    ev_unref(ev_default_loop(0)); // alone it is no reason to run on
+    ev_unref(ev_default_loop(0)); // does not keep the loop running
 }
 
 loop_calls::~loop_calls() {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// How a worker has something done on the loop.
+// Calls that workers ask the loop to make.
 #pragma once
 
 #include "util/event_loop.hpp"
@@ -22,8 +22,8 @@ class loop_calls : public newest_instance<loop_calls> {
     loop_calls& operator=(const loop_calls&) = delete;
     ~loop_calls();
 
-    /** Has the call made on the loop's next turn. What it refers to must live until then, or be
-     *  looked up by the call. Any thread. */
+    /** Queues a call for the loop's next turn. It refers to objects that live until then, or looks
+     *  them up. Any thread. */
     void post(std::function<void()> call);
 
   private:

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The clock that nobody can set.
+// The monotonic clock.
 #pragma once
 
 #include <ctime>

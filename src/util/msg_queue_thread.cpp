@@ -34,7 +34,7 @@ void MsgQueueThread::queue(ProcessRequest* request) {
     if (queued > max_count) {
         max_count = queued;
     }
-    if (incoming.size() == 1) { // else the worker has been woken for the ones before
+    if (incoming.size() == 1) { // otherwise an earlier request has woken it
         wake_worker.signal();
     }
 }
@@ -51,7 +51,7 @@ void MsgQueueThread::run() {
     }
 }
 
-/** Handles a whole batch, also what stands behind a stop. @return whether there was a stop */
+/** Handles a whole batch, requests behind a stop included. @return whether there was a stop */
 bool MsgQueueThread::drain(std::deque<ProcessRequest*>& batch) {
     bool stopped = false;
     const int drained = static_cast<int>(batch.size());

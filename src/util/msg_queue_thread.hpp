@@ -13,7 +13,7 @@
 
 namespace vocalink::util {
 
-/** Takes requests from any thread and hands each to handle_request() on its own. Producers hold the
+/** Takes requests from any thread and handles them one by one on its own thread. Producers hold the
  *  mutex for one append, the worker for one swap a batch, so that a producer never waits for the
  *  work. */
 class MsgQueueThread : public Thread {
@@ -33,7 +33,7 @@ class MsgQueueThread : public Thread {
 
   protected:
     void run() override;
-    /** Does what is asked; on the worker's thread, without the mutex. Must not keep the request. */
+    /** Handles one request on the worker's thread, without the mutex. Must not keep it. */
     virtual void handle_request(ProcessRequest* request) = 0;
 
   private:

@@ -12,9 +12,9 @@
 #define VOCALINK_THREAD_SAFETY(attribute)
 #endif
 
-/** Behind a data member: whoever touches it holds that mutex. */
+/** After a data member: hold that mutex to read or write it. */
 #define GUARDED_BY(mutex) VOCALINK_THREAD_SAFETY(guarded_by(mutex))
-/** Behind a function's parameters: whoever calls it holds that mutex. */
+/** After a function's parameters: hold that mutex to call it. */
 #define REQUIRES(mutex) VOCALINK_THREAD_SAFETY(requires_capability(mutex))
 
 namespace vocalink::util {
@@ -50,7 +50,7 @@ class VOCALINK_THREAD_SAFETY(scoped_lockable) scoped_lock {
     mutex& held;
 };
 
-/** Lets a thread wait until another one signals. Waits may end without a signal: ask again. */
+/** Lets a thread wait until another one signals. A wait may end without a signal, so check again. */
 class condition {
   public:
     condition();

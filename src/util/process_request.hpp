@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What is asked of a worker, and the request to stop.
+// Requests to workers.
 #pragma once
 
 namespace vocalink::util {
 
 /** A request on its way to a worker. Made by a producer with new; the worker that drains it from
- *  its queue deletes it. The tags of the workers overlap: a request must go to the one that
- *  understands it. */
+ *  its queue deletes it. The tags of the workers overlap: queue a request with the worker that it
+ *  was made for. */
 class ProcessRequest {
   public:
     explicit ProcessRequest(int tag) : type(tag) {}
@@ -17,7 +17,7 @@ class ProcessRequest {
     const int type; // what handle_request() switches on; -1 stops the worker
 };
 
-/** Ends a worker after the batch that it stands in. */
+/** Ends a worker after the batch in which it comes. */
 class StopRequest : public ProcessRequest {
   public:
     static constexpr int tag = -1;

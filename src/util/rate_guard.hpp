@@ -6,8 +6,8 @@
 
 namespace vocalink::util {
 
-/** Admits so many occurrences a second and counts the rest. Seconds are those of the time passed in;
- *  each begins with the first occurrence after the one before. */
+/** Admits a fixed number of occurrences a second and counts the rest. Time is passed in. A second
+ *  begins with the first occurrence after the second before it. */
 class rate_guard {
   public:
     explicit rate_guard(int admitted_per_second) : limit(admitted_per_second) {}

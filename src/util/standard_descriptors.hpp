@@ -4,8 +4,8 @@
 
 namespace vocalink::util {
 
-/** Opens /dev/null for whichever of standard input, output and error is closed. Otherwise the first
- *  sockets would take their numbers, and log lines would go to a peer. Before anything is opened. */
+/** Opens /dev/null for whichever of standard input, output and error is closed. Call it before
+ *  anything is opened: otherwise a socket becomes standard error, and a peer gets the log. */
 void open_missing_standard_descriptors();
 
 } // namespace vocalink::util

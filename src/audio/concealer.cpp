@@ -46,7 +46,7 @@ void concealer::heard(int payload_type, std::span<const std::uint8_t> payload,
 
 int concealer::make_up(voice_decoder& decoder, playout_line& line, int samples) {
     // plc_fillin writes a quarter of a pitch period even where fewer samples are asked for.
-    std::array<std::int16_t, voice_decoder::max_concealed_samples + PLC_PITCH_OVERLAP_MAX> made;
+    std::array<std::int16_t, voice_decoder::max_concealed_samples + PLC_PITCH_OVERLAP_MAX> frame;
     int standing_for_speech = 0;
     while (samples > 0) {
         if (silent()) {
@@ -55,14 +55,14 @@ int concealer::make_up(voice_decoder& decoder, playout_line& line, int samples) 
             break;
         }
         int count = decoder.conceal(payload_type_heard,
-                                    std::span(made).first<voice_decoder::max_concealed_samples>());
+                                    std::span(frame).first<voice_decoder::max_concealed_samples>());
         if (count == 0) {
             begin_fill(line);
             count = std::min(samples, voice_frame_samples);
-            plc_fillin(&plc, made.data(), count);
+            plc_fillin(&plc, frame.data(), count);
         }
-        fade(std::span(made).first(static_cast<std::size_t>(count)));
-        line.append(std::span(made).first(static_cast<std::size_t>(count)));
+        fade(std::span(frame).first(static_cast<std::size_t>(count)));
+        line.append(std::span(frame).first(static_cast<std::size_t>(count)));
         made_up += count;
         samples -= count;
         standing_for_speech += comfort_noise ? 0 : count;
@@ -91,8 +91,8 @@ void concealer::fade(std::span<std::int16_t> samples) const {
     const int begin = comfort_noise ? comfort_noise_end - (fade_end - fade_begin) : fade_begin;
     int position = made_up - begin;
     for (std::int16_t& sample : samples) {
-        const int left = std::clamp(fade_end - fade_begin - position, 0, fade_end - fade_begin);
-        sample = static_cast<std::int16_t>(sample * left / (fade_end - fade_begin));
+        const int rest = std::clamp(fade_end - fade_begin - position, 0, fade_end - fade_begin);
+        sample = static_cast<std::int16_t>(sample * rest / (fade_end - fade_begin));
         ++position;
     }
 }

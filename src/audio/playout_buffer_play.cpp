@@ -97,9 +97,9 @@ bool playout_buffer::is_after_pause(const queued_packet& packet) const {
 void playout_buffer::make_up(int samples) {
     const int before = line.unplayed();
     undecided_samples += concealment.make_up(decoder, line, samples);
-    const int made = line.unplayed() - before;
-    line_end += made;
-    made_up_samples = std::min(made_up_samples + made, most_made_up);
+    const int count = line.unplayed() - before;
+    line_end += count;
+    made_up_samples = std::min(made_up_samples + count, most_made_up);
 }
 
 void playout_buffer::drop_oldest(std::int64_t samples) {

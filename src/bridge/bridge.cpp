@@ -28,37 +28,37 @@ bridge::~bridge() {
     log_line("bridge", id) << "destroyed";
 }
 
-void bridge::add_stream(stream* joining) {
-    if (find_stream(joining->id) != nullptr) {
+void bridge::add_stream(stream* member) {
+    if (find_stream(member->id) != nullptr) {
         throw bridge_exception(
-            util::format("bridge(%s): stream %s already exists", id.c_str(), joining->id.c_str()));
+            util::format("bridge(%s): stream %s already exists", id.c_str(), member->id.c_str()));
     }
     // The connection is the first listener. A second one is another bridge.
-    if (joining->deleted_signal.connections() > 1) {
+    if (member->deleted_signal.connections() > 1) {
         throw bridge_exception(
             util::format("bridge(%s): stream %s is already connected to a bridge", id.c_str(),
-                         joining->id.c_str()));
+                         member->id.c_str()));
     }
-    streams.emplace(joining->id, joining);
-    joining->deleted_signal.connect(this, &bridge::member_ended);
+    streams.emplace(member->id, member);
+    member->deleted_signal.connect(this, &bridge::member_ended);
     try {
-        audio->joined(*joining);
+        audio->joined(*member);
     } catch (...) {
-        joining->deleted_signal.disconnect(this, &bridge::member_ended);
-        streams.erase(joining->id);
+        member->deleted_signal.disconnect(this, &bridge::member_ended);
+        streams.erase(member->id);
         throw;
     }
     last_change = loop_now();
-    log_line("bridge", id) << "stream(" << joining->id << ") joined.";
+    log_line("bridge", id) << "stream(" << member->id << ") joined.";
 }
 
 void bridge::remove_stream(std::string stream_id) {
-    stream* const leaving = find_stream(stream_id);
-    if (leaving == nullptr) {
+    stream* const member = find_stream(stream_id);
+    if (member == nullptr) {
         throw bridge_exception(util::format("bridge(%s): stream %s does not exist, cannot remove",
                                             id.c_str(), stream_id.c_str()));
     }
-    let_go(*leaving);
+    let_go(*member);
 }
 
 /** Has the other members forget the SSRC of a prompt or digit that has ended. */
@@ -73,16 +73,16 @@ void bridge::member_ended(std::string stream_id) {
     remove_stream(std::move(stream_id));
 }
 
-void bridge::let_go(stream& leaving) {
-    leaving.deleted_signal.disconnect(this, &bridge::member_ended);
-    if (streams.erase(leaving.id) == 0) {
-        log_line("bridge", id) << "WARNING: stream(" << leaving.id
+void bridge::let_go(stream& member) {
+    member.deleted_signal.disconnect(this, &bridge::member_ended);
+    if (streams.erase(member.id) == 0) {
+        log_line("bridge", id) << "WARNING: stream(" << member.id
                                << ") not found in bridge, ignoring remove_stream request.";
         return;
     }
-    audio->left(leaving);
+    audio->left(member);
     last_change = loop_now();
-    log_line("bridge", id) << "stream(" << leaving.id << ") removed.";
+    log_line("bridge", id) << "stream(" << member.id << ") removed.";
 }
 
 stream* bridge::find_stream(const std::string& stream_id) const {

@@ -34,7 +34,7 @@ class bridge {
 
     /** Makes a stream a member.
      *  @throws bridge_exception when it is a member already, here or of another bridge */
-    void add_stream(stream* joining);
+    void add_stream(stream* member);
     /** Lets a member go.
      *  @throws bridge_exception when there is no such member */
     void remove_stream(std::string stream_id);
@@ -47,7 +47,7 @@ class bridge {
 
   private:
     void member_ended(std::string stream_id);
-    void let_go(stream& leaving);
+    void let_go(stream& member);
     void bridge_timeout_callback(ev::timer& timer, int events);
 
     ev::timer timeout_timer;

@@ -21,15 +21,15 @@ constexpr std::size_t base64_key_length = 40;
 
 /** Wraps an operation of the stream that cannot fail and takes no words. */
 template <void (stream::*Operation)()>
-command_result plain(stream& changed, word_list&) {
-    (changed.*Operation)();
+command_result plain(stream& target, word_list&) {
+    (target.*Operation)();
     return "SUCCESS";
 }
 
 /** Wraps an operation of the stream that takes all words. */
 template <void (stream::*Operation)(word_list&)>
-command_result with_words(stream& changed, word_list& words) {
-    (changed.*Operation)(words);
+command_result with_words(stream& target, word_list& words) {
+    (target.*Operation)(words);
     return "SUCCESS";
 }
 
@@ -46,15 +46,15 @@ const unsigned char* octets(const std::string& bytes) {
     return reinterpret_cast<const unsigned char*>(bytes.data());
 }
 
-command_result set_endpoint(stream& changed, word_list& words) {
+command_result set_endpoint(stream& target, word_list& words) {
     if (words.size() != 2) {
         return "ERROR invalid endpoint";
     }
-    changed.set_stream_endpoint(words[0], endpoint_port(words[1]));
+    target.set_stream_endpoint(words[0], endpoint_port(words[1]));
     return "SUCCESS";
 }
 
-command_result set_encryption(stream& changed, word_list& words) {
+command_result set_encryption(stream& target, word_list& words) {
     if (words.size() != 2) {
         return "ERROR encryption parameter requires two arguments: send_key receive_key";
     }
@@ -66,7 +66,7 @@ command_result set_encryption(stream& changed, word_list& words) {
     if (!receive_key) {
         return "ERROR receive_key must be 30 (raw) or 40 (base64) characters in length";
     }
-    changed.set_stream_encryption(octets(*send_key), octets(*receive_key));
+    target.set_stream_encryption(octets(*send_key), octets(*receive_key));
     return "SUCCESS";
 }
 
@@ -88,12 +88,12 @@ std::optional<int> dynamic_payload_type(const word_list& words) {
 
 /** Wraps an operation of the stream that takes a dynamic payload type. */
 template <void (stream::*Operation)(int)>
-command_result with_payload_type(stream& changed, word_list& words) {
+command_result with_payload_type(stream& target, word_list& words) {
     const std::optional<int> type = dynamic_payload_type(words);
     if (!type) {
         return "ERROR invalid payload type";
     }
-    (changed.*Operation)(*type);
+    (target.*Operation)(*type);
     return "SUCCESS";
 }
 
@@ -132,8 +132,8 @@ command_result change_feature(const std::string& command, std::span<const featur
     const std::string unknown = command + ": unknown feature type";
     const feature& chosen =
         row_of(features, take_word(words), {unknown.c_str(), "available types are: ", " "});
-    stream* const changed = caller.objects.find_stream(id);
-    return changed == nullptr ? no_such_stream : chosen.apply(*changed, words);
+    stream* const target = caller.objects.find_stream(id);
+    return target == nullptr ? no_such_stream : chosen.apply(*target, words);
 }
 
 } // namespace

@@ -15,7 +15,7 @@ class stream;
 struct feature {
     std::string_view word;
     /** Changes the stream. @param values  the words behind the feature */
-    command_result (*apply)(stream& changed, word_list& values);
+    command_result (*apply)(stream& target, word_list& values);
     bool listed = true;  // in the text that answers an unknown feature
     bool secret = false; // the log hides the values
 };

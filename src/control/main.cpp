@@ -96,11 +96,11 @@ void main::handle_signal(ev::sig& signal, int) {
 /** Ignores further signals, so that none cuts the shutdown short. They stay blocked while the
  *  watchers stop, because a stopped watcher restores the default, which kills the process. */
 void main::ignore_signals() {
-    sigset_t ending;
-    sigemptyset(&ending);
-    sigaddset(&ending, SIGINT);
-    sigaddset(&ending, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &ending, nullptr);
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     sigint_watcher.stop();
     sigterm_watcher.stop();
     std::signal(SIGINT, SIG_IGN);

@@ -95,9 +95,9 @@ void main::handle_new_connection(ev::io&, int) {
     accept_failing = false;
     connection_counter += 1;
     const std::string name = util::format("%d", connection_counter);
-    auto* const made = new connection(name.c_str(), std::move(accepted), turns);
-    made->deleted.connect(this, &main::handle_deleted_connection);
-    connections[name] = made;
+    auto* const client = new connection(name.c_str(), std::move(accepted), turns);
+    client->deleted.connect(this, &main::handle_deleted_connection);
+    connections[name] = client;
 }
 
 /** Stops accepting for a moment. Without free descriptors the socket stays readable, and the loop

@@ -16,14 +16,14 @@ using util::log_line;
 namespace {
 
 command_result delete_stream(owned_objects& owner, const std::string& id) {
-    stream* const ending = owner.find_stream(id);
-    if (ending == nullptr) {
+    stream* const target = owner.find_stream(id);
+    if (target == nullptr) {
         return no_such_stream;
     }
     std::ostringstream reply;
     reply << "SUCCESS";
-    ending->output_stats(reply);
-    delete ending;
+    target->output_stats(reply);
+    delete target;
     log_line() << "-- removed stream " << id;
     return reply.str();
 }
@@ -36,13 +36,13 @@ command_result delete_bridge(owned_objects& owner, const std::string& id) {
         return no_such_bridge;
     }
     return command_result::in_steps([&owner, id]() -> std::optional<std::string> {
-        bridge* const ending = owner.find_bridge(id);
+        bridge* const target = owner.find_bridge(id);
         for (int i = 0; i < leaves_per_step; ++i) {
-            if (ending == nullptr || ending->members().empty()) {
-                delete ending;
+            if (target == nullptr || target->members().empty()) {
+                delete target;
                 return "SUCCESS";
             }
-            ending->remove_stream(ending->members().begin()->second->id);
+            target->remove_stream(target->members().begin()->second->id);
         }
         return std::nullopt;
     });
@@ -76,15 +76,15 @@ command_result join_bridge(connection& caller, word_list& words) {
     if (words.size() != 2) {
         throw command_exception("join command takes two arguments: 'bridge_id stream_id'");
     }
-    bridge* const joined = caller.objects.find_bridge(words[0]);
-    if (joined == nullptr) {
+    bridge* const target = caller.objects.find_bridge(words[0]);
+    if (target == nullptr) {
         return no_such_bridge;
     }
-    stream* const joining = caller.objects.find_stream(words[1]);
-    if (joining == nullptr) {
+    stream* const member = caller.objects.find_stream(words[1]);
+    if (member == nullptr) {
         return no_such_stream;
     }
-    joined->add_stream(joining);
+    target->add_stream(member);
     return "SUCCESS";
 }
 
@@ -92,11 +92,11 @@ command_result leave_bridge(connection& caller, word_list& words) {
     if (words.size() != 2) {
         throw command_exception("leave command takes two arguments: 'bridge_id stream_id'");
     }
-    bridge* const left = caller.objects.find_bridge(words[0]);
-    if (left == nullptr) {
+    bridge* const target = caller.objects.find_bridge(words[0]);
+    if (target == nullptr) {
         return no_such_bridge;
     }
-    left->remove_stream(words[1]);
+    target->remove_stream(words[1]);
     return "SUCCESS";
 }
 

@@ -16,56 +16,56 @@ namespace {
  *  @return the reply */
 std::string finish_start(owned_objects& objects, const std::string& stream_id,
                          const std::string& recording_name, const std::string& path, int error) {
-    stream* const recorded = objects.find_stream(stream_id);
+    stream* const target = objects.find_stream(stream_id);
     if (error == 0) {
-        if (recorded != nullptr) {
-            recorded->release_recording(recording_name);
+        if (target != nullptr) {
+            target->release_recording(recording_name);
         }
         return "SUCCESS " + path;
     }
     log_line("stream", stream_id) << "creating recording failed with id " << recording_name;
-    if (recorded != nullptr) {
-        recorded->remove_recording(recording_name);
+    if (target != nullptr) {
+        target->remove_recording(recording_name);
     }
     return "ERROR create recording failed";
 }
 
 /** Starts recording at once, and replies when the file is open. */
-command_result start_recording(const connection& caller, stream& recorded,
+command_result start_recording(const connection& caller, stream& target,
                                const std::string& recording_name, const std::string& type_word) {
-    if (recorded.has_recording(recording_name)) {
-        log_line("stream", recorded.id) << "already has a recording with id " << recording_name;
+    if (target.has_recording(recording_name)) {
+        log_line("stream", target.id) << "already has a recording with id " << recording_name;
         return "ERROR already recording on stream";
     }
     const auto type = recording_type_of(type_word);
     if (!type) {
-        log_line("stream", recorded.id) << "unable to create recording " << recording_name
-                                        << " with unknown type " << type_word;
+        log_line("stream", target.id) << "unable to create recording " << recording_name
+                                      << " with unknown type " << type_word;
         return "ERROR unknown type";
     }
     const auto reply = std::make_shared<pending_reply>();
     const auto path = std::make_shared<std::string>();
-    auto opened = [reply, path, id = recorded.id, recording_name](int error) {
+    auto opened = [reply, path, id = target.id, recording_name](int error) {
         reply->finish([path, id, recording_name, error](owned_objects& objects) {
             return finish_start(objects, id, recording_name, *path, error);
         });
     };
     auto started =
-        std::make_unique<recording>(caller.name, recording_name, recorded.id, *type, opened);
+        std::make_unique<recording>(caller.name, recording_name, target.id, *type, opened);
     *path = started->get_path();
-    recorded.add_recording(recording_name, std::move(started));
+    target.add_recording(recording_name, std::move(started));
     return reply;
 }
 
-command_result stop_recording(const connection& caller, stream& recorded,
+command_result stop_recording(const connection& caller, stream& target,
                               const std::string& recording_name) {
-    if (!recorded.has_recording(recording_name)) {
+    if (!target.has_recording(recording_name)) {
         // Deliberate: docs/behaviours.md#connection-in-the-log
         log_line("stream", caller.name)
             << "attempt to stop non-existent recording " << recording_name;
         return "ERROR unknown recording";
     }
-    recorded.remove_recording(recording_name);
+    target.remove_recording(recording_name);
     return "SUCCESS";
 }
 
@@ -79,13 +79,13 @@ command_result start_or_stop_recording(connection& caller, word_list& words) {
                                 "| 'stop' 'stream' 'recording_name'");
     }
     words.pop_front();
-    stream* const recorded = caller.objects.find_stream(take_word(words));
-    if (recorded == nullptr) {
+    stream* const target = caller.objects.find_stream(take_word(words));
+    if (target == nullptr) {
         return no_such_stream;
     }
     const std::string recording_name = take_word(words);
-    return start ? start_recording(caller, *recorded, recording_name, take_word(words))
-                 : stop_recording(caller, *recorded, recording_name);
+    return start ? start_recording(caller, *target, recording_name, take_word(words))
+                 : stop_recording(caller, *target, recording_name);
 }
 
 } // namespace vocalink

@@ -17,14 +17,14 @@ command_result tell_statistics(connection& caller, word_list& words) {
     if (type != "stream") {
         throw unknown_word("stats: unknown object type", type, ", available types are: stream");
     }
-    const stream* const measured = caller.objects.find_stream(take_word(words));
-    if (measured == nullptr) {
+    const stream* const target = caller.objects.find_stream(take_word(words));
+    if (target == nullptr) {
         return no_such_stream;
     }
     std::ostringstream reply;
     reply << "SUCCESS";
-    measured->output_packet_counts(reply);
-    measured->output_line_stats(reply);
+    target->output_packet_counts(reply);
+    target->output_line_stats(reply);
     return reply.str();
 }
 

@@ -57,14 +57,14 @@ void pkt_hdr_pcap::stamp(unsigned seconds, unsigned microseconds, int len) {
 
 const std::array<char, 24>& pcap_global_header() {
     static const std::array<char, 24> header = [] {
-        std::array<char, 24> made{};
+        std::array<char, 24> all{};
         const std::uint32_t magic = 0xA1B2C3D4;
         const std::uint16_t version[] = {2, 4};
         const std::uint32_t snapshot_bytes = 65535;
-        std::memcpy(made.data(), &magic, sizeof magic);
-        std::memcpy(made.data() + 4, version, sizeof version);
-        std::memcpy(made.data() + 16, &snapshot_bytes, sizeof snapshot_bytes);
-        return made;
+        std::memcpy(all.data(), &magic, sizeof magic);
+        std::memcpy(all.data() + 4, version, sizeof version);
+        std::memcpy(all.data() + 16, &snapshot_bytes, sizeof snapshot_bytes);
+        return all;
     }();
     return header;
 }

@@ -19,8 +19,8 @@ constexpr long long max_waiting_bytes_per_file = 16LL * 1024 * 1024;
 
 } // namespace
 
-record_sink::record_sink(std::unique_ptr<recording_file> made, opened_handler opened)
-    : file(std::move(made)) {
+record_sink::record_sink(std::unique_ptr<recording_file> new_file, opened_handler opened)
+    : file(std::move(new_file)) {
     LoggingThread::instance().queue_open(new OpenFileRequest(file, std::move(opened)));
 }
 

@@ -45,52 +45,52 @@ bool key_receiver::is_stale(const key_packet& packet) const {
     return back > 0 && back <= late_units;
 }
 
-void key_receiver::press(const key_packet& packet, changes& made) {
+void key_receiver::press(const key_packet& packet, changes& result) {
     known = true;
     down = true;
     earlier_units = 0;
-    made.list[static_cast<std::size_t>(made.count++)] = {true, packet.event};
+    result.list[static_cast<std::size_t>(result.count++)] = {true, packet.event};
 }
 
-void key_receiver::let_go(changes& made) {
+void key_receiver::let_go(changes& result) {
     down = false;
     telephone_event whole = key.event;
     whole.duration += earlier_units;
-    made.list[static_cast<std::size_t>(made.count++)] = {false, whole};
+    result.list[static_cast<std::size_t>(result.count++)] = {false, whole};
 }
 
 key_receiver::changes key_receiver::put(const key_packet& packet, double now_s) {
-    changes made;
+    changes result;
     if (known && is_current(packet)) {
         if (!down) {
-            return made; // the third end packet, or one that was overtaken
+            return result; // the third end packet, or one that was overtaken
         }
     } else if (is_stale(packet)) {
-        return made;
+        return result;
     } else if (continues(packet)) {
         earlier_units += static_cast<int>(segment_units);
     } else {
         if (down) {
-            let_go(made); // its end packets were lost
+            let_go(result); // its end packets were lost
         }
-        press(packet, made);
+        press(packet, result);
     }
     const int longest = is_current(packet) ? key.event.duration : 0;
     key = packet;
     key.event.duration = std::max(packet.event.duration, longest); // packets may swap
     last_packet_s = now_s;
     if (packet.event.end) {
-        let_go(made);
+        let_go(result);
     }
-    return made;
+    return result;
 }
 
 key_receiver::changes key_receiver::expire(double now_s) {
-    changes made;
+    changes result;
     if (down && now_s - last_packet_s >= silence_ends_key_s) {
-        let_go(made);
+        let_go(result);
     }
-    return made;
+    return result;
 }
 
 } // namespace vocalink

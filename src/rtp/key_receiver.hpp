@@ -45,8 +45,8 @@ class key_receiver {
     [[nodiscard]] bool is_current(const key_packet& packet) const;
     [[nodiscard]] bool continues(const key_packet& packet) const;
     [[nodiscard]] bool is_stale(const key_packet& packet) const;
-    void press(const key_packet& packet, changes& made);
-    void let_go(changes& made);
+    void press(const key_packet& packet, changes& result);
+    void let_go(changes& result);
 
     bool known = false; // a key has been seen; the current one, or the last
     bool down = false;

@@ -48,12 +48,12 @@ std::optional<key_sender::packet> key_sender::next(std::uint32_t timestamp) {
 }
 
 key_sender::packet key_sender::event_packet(const key_press& key) const {
-    const bool ending = tick >= key.ticks;
-    const int duration = (ending ? key.ticks : tick) * units_per_tick;
+    const bool is_end = tick >= key.ticks;
+    const int duration = (is_end ? key.ticks : tick) * units_per_tick;
     return {key.payload_type,
             tick == 1,
             begin,
-            {key.event, static_cast<std::uint8_t>(key.volume | (ending ? end_flag : 0)),
+            {key.event, static_cast<std::uint8_t>(key.volume | (is_end ? end_flag : 0)),
              static_cast<std::uint8_t>(duration >> 8), static_cast<std::uint8_t>(duration)}};
 }
 

@@ -66,10 +66,10 @@ srtp_session::srtp_session(srtp_ssrc_type_t direction,
     if (direction == ssrc_any_outbound) {
         protect_repeated_and_late_packets(policy);
     }
-    srtp_t made = nullptr;
-    creation_status = srtp_create(&made, &policy);
+    srtp_t handle = nullptr;
+    creation_status = srtp_create(&handle, &policy);
     if (creation_status == srtp_err_status_ok) {
-        session.reset(made);
+        session.reset(handle);
     }
 }
 

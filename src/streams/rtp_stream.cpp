@@ -25,12 +25,12 @@ namespace {
 /** What to try, in this order: the ports that the options name, then the usual ones. */
 std::vector<rtp_ports>& local_ports() {
     static std::vector<rtp_ports> ranges = [] {
-        std::vector<rtp_ports> made;
+        std::vector<rtp_ports> all;
         if (const char* const named = config::instance().port_range; named != nullptr) {
-            made.emplace_back(parse_port_range(named).value());
+            all.emplace_back(parse_port_range(named).value());
         }
-        made.emplace_back(usual_ports);
-        return made;
+        all.emplace_back(usual_ports);
+        return all;
     }();
     return ranges;
 }

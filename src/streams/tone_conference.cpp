@@ -18,11 +18,11 @@ class tone_stream::leg : public conference_leg {
     }
 
     [[nodiscard]] const tick_frame* speak(double) override {
-        const int made = owner.generator.generate(frame.data(), static_cast<int>(frame.size()));
-        if (made <= 0) {
+        const int count = owner.generator.generate(frame.data(), static_cast<int>(frame.size()));
+        if (count <= 0) {
             return nullptr;
         }
-        std::fill(frame.begin() + made, frame.end(), 0);
+        std::fill(frame.begin() + count, frame.end(), 0);
         owner.count_incoming(static_cast<int>(sizeof frame));
         return &frame;
     }

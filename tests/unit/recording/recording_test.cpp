@@ -213,8 +213,13 @@ TEST_F(recording_test, fills_the_time_between_two_sources_up_to_a_limit_and_logs
     auto recorded = std::make_unique<recording>(
         "1", "r", "s", ulaw_out, [](int) {}, [] { return passed_time; });
     paths.push_back(recorded->get_path());
-    recorded->release();
     feed(*recorded, PCMU, {1000, 'a'});
+    while (writer.get_count() > 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    const fs::path in_work = fs::path(work.path()) / fs::path(paths[0]).filename();
+    EXPECT_EQ(fs::file_size(in_work), 0U) << "announced before the reply that names it";
+    recorded->release();
     passed_time.tv_nsec = 90'000'000;
     feed(*recorded, PCMU, {5, 'b', 160, false, 8});
     passed_time.tv_sec = 36'000;

@@ -89,6 +89,7 @@ TEST(event_receiver, tells_each_key_once_by_marker_end_and_sequence_number) {
         {12, true, 5, 10, 0, "", true},
         {13, true, 6, 10, 160, "", true}, // nothing has lasted yet
         {14, true, 7, 12, 160, "-5/160+7/12", true},
+        {14, true, 7, 12, 160, "", true},
         {15, false, 7, 12, 65535, "", true},
         {16, false, 7, 0x8C, 800, "-7/800", false},
         {16, false, 7, 0x8C, 800, "", false},
@@ -266,6 +267,9 @@ TEST_F(srtp_session_test, forgets_the_source_unused_longest_and_never_its_own) {
     std::memcpy(&own_in_packet, &packet_of(0, own)[8], sizeof own_in_packet);
     sender.keep(own_in_packet);
     const std::string before_wrap = send(65535, own), first_of_prompt = send(1, prompt);
+    for (const int sequence : {40'000, 65535, 0}) {
+        send(sequence, prompt); // once around, so that its state makes a difference
+    }
     for (std::uint32_t source = others; source < others + 300; ++source) {
         send(9, source);
     }

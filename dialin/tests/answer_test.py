@@ -68,6 +68,9 @@ class Answers(ExchangeTest):
         percent = Signaller(self)
         self.assertEqual(percent.invite(body=description(), room="%31%30%30").status, 200)
         self.front_end.wait_for("entered room 100")
+        timed = Signaller(self).invite(body=description(), headers=[
+            "Require: 100rel", "Supported: timer", "Session-Expires: 90;refresher=uac"])
+        self.assertEqual((timed.status, timed.header("Session-Expires")), (200, "90;refresher=uac"))
         several = mixed(MAP_PART.format("optional"), SDP_PART)
         self.assertEqual(Signaller(self).invite(body=several, kind=MIXED).status, 200)
 
@@ -126,6 +129,15 @@ class Answers(ExchangeTest):
         self.assertEqual(caller.ask("BYE").status, 200)
         self.front_end.wait_for("room(100): closed")
         self.daemon.wait_for("delete stream call:1:3")
+
+    def test_sends_nothing_to_a_caller_who_begins_on_hold(self):
+        caller = Signaller(self)
+        self.assertEqual(caller.invite(body=description(ip="0.0.0.0")).media()[-1], "a=recvonly")
+        self.front_end.wait_for("entered room 100")
+        self.daemon.wait_for("join room:100 sound:1")
+        self.assertNotIn("join room:100 call:1:1", self.daemon.log())
+        self.assertEqual(caller.invite(body=description()).media()[-1], "a=sendrecv")
+        self.daemon.wait_for("join room:100 call:1:1")
 
     def test_repeats_its_answer_until_the_caller_has_it(self):
         lossy = Signaller(self)
@@ -203,6 +215,13 @@ class AWorldThatFails(ExchangeTest):
         self.assertEqual(self.caller.receive().first.split()[0], "BYE")
         # The caller does not answer the BYE, and is not waited for longer than five seconds.
         self.assertEqual(self.front_end.process.wait(5.5), 0)
+
+
+class OutsideLoopback(ExchangeTest):
+    address = "0.0.0.0"
+
+    def test_sends_no_media_to_loopback(self):
+        self.assertEqual(Signaller(self).invite(body=description()).status, 488)
 
 
 class NamedRooms(ExchangeTest):

@@ -72,9 +72,10 @@ class Process:
 
 
 class ExchangeTest(unittest.TestCase):
-    """A test with a daemon and a front end; `options` go to the front end."""
+    """A test with a daemon and a front end; `options` go to the front end, bound to `address`."""
 
     options = ()
+    address = LOOPBACK
 
     def setUp(self):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="dialin-test-"))
@@ -87,10 +88,10 @@ class ExchangeTest(unittest.TestCase):
 
     def start_front_end(self):
         front_end = self.start(
-            FRONT_END, "-s", self.socket, "-b", f"{LOOPBACK}:{self.port}", "--sounds", SOUNDS,
+            FRONT_END, "-s", self.socket, "-b", f"{self.address}:{self.port}", "--sounds", SOUNDS,
             *self.options)
         front_end.wait_for("connected to")
-        front_end.wait_for(f"answering SIP on {LOOPBACK}:{self.port}\n")
+        front_end.wait_for(f"answering SIP on {self.address}:{self.port}\n")
         return front_end
 
     def start(self, *arguments, **options):

@@ -39,8 +39,10 @@ struct gauges {
     std::size_t rooms;
 };
 
-/** Counters and gauges in the Prometheus text format. */
-[[nodiscard]] std::string metrics_text(const counters& totals, const gauges& now);
+/** Counters and gauges in the Prometheus text format.
+ *  @param socket  of the daemon, a label of each sample, as in the daemon's own metrics */
+[[nodiscard]] std::string metrics_text(const std::string& socket, const counters& totals,
+                                       const gauges& now);
 
 /** Replaces a file at once, so that a reader sees the old or the new one whole.
  *  @return false when the system refuses; errno has the reason */

@@ -11,6 +11,7 @@
 
 #include <arpa/inet.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace vocalink::dialin {
 
@@ -156,8 +157,9 @@ void exchange::write_metrics() {
     if (settings.metrics.empty()) {
         return;
     }
-    const bool written = replace_file(
-        settings.metrics, metrics_text(counted, {link.up(), calls.size(), rooms.size()}));
+    const gauges now{link.up(), calls.size(), rooms.size()};
+    const bool written =
+        replace_file(settings.metrics, metrics_text(settings.socket, counted, now));
     if (!written && !std::exchange(metrics_failed, true)) {
         log_line("dialin") << "cannot write " << settings.metrics << ": " << error_text(errno);
     }
@@ -184,7 +186,9 @@ void exchange::end_stack_when_idle() {
 }
 
 void exchange::finish() {
-    write_metrics(); // the last ones: nobody is left
+    if (!settings.metrics.empty()) {
+        ::unlink(settings.metrics.c_str()); // it would go on to tell of a daemon that is up
+    }
     log_line("dialin") << "ended";
     loop.stop();
 }

@@ -150,7 +150,7 @@ class Answers(ExchangeTest):
 
 
 class AWorldThatFails(ExchangeTest):
-    options = ("-o", "calls=2")
+    options = ("-o", "calls=2,metrics=metrics")
 
     def setUp(self):
         super().setUp()
@@ -187,6 +187,8 @@ class AWorldThatFails(ExchangeTest):
         until(lambda: Signaller(self).invite(body=description()).status == 200, "service again")
         self.daemon.wait_for("delete stream call:2:1")
         self.daemon.wait_for("delete stream call:3:1")
+        until(lambda: self.metric("answered_calls_total") == 2, "metrics")
+        self.assertEqual([self.metric(name) for name in ("daemon_up", "calls", "rooms")], [1, 2, 1])
 
     def test_takes_no_more_calls_than_it_was_told(self):
         self.assertEqual(Signaller(self).invite(body=description()).status, 200)

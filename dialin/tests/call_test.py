@@ -62,10 +62,11 @@ class Rooms(ExchangeTest):
             self.dial(voice, room=payload_type)
             self.dial(mirror, room=payload_type, codec=payload_type, attributes=ilbc)
             pairs.append((voice, mirror))
+        time.sleep(0.7)  # the prompt for the first of each pair is no longer in its last half second
         for (payload_type, size), (voice, mirror) in zip(kinds, pairs):
             with self.subTest(payload_type):
                 # The room gives nobody his own voice: it came back from the mirror.
-                self.assert_hears(voice, ANNA)
+                until(lambda voice=voice: hears(voice.heard, ANNA), "itself")
                 self.assertEqual(mirror.kinds, {(int(payload_type), size)})
 
     def test_mute_hold_and_resume_by_a_telephone_and_another_that_dies(self):
@@ -94,11 +95,11 @@ class Rooms(ExchangeTest):
         second = self.dial(bruno)
         until(lambda: beeps(anna.heard, 600) == 1, "the tone of somebody coming")
         time.sleep(0.5)
-        self.assertFalse(any(anna.listen(1)), "the prompt goes on")
+        self.assertFalse(any(anna.listen(0.5)), "the prompt goes on")
         second.ask("BYE")
         until(lambda: beeps(anna.heard, 400) == 1, "the tone of somebody leaving")
         begin = len(anna.heard)
-        until(lambda: any(anna.heard[begin + 16000:]), "the prompt again")
+        until(lambda: any(anna.heard[begin + 8000:]), "the prompt again")
 
     def test_counts_for_the_asker_alone(self):
         voices = [Voice(self) for _ in range(3)]
@@ -106,7 +107,7 @@ class Rooms(ExchangeTest):
             self.dial(voice)
         voices[0].press("*9")
         until(lambda: beeps(voices[0].heard, 800) >= 3, "three tones")
-        time.sleep(1)
+        time.sleep(0.5)
         self.assertEqual([beeps(voice.heard, 800) for voice in voices], [3, 0, 0])
 
     def test_records_the_room_between_two_presses(self):
@@ -125,7 +126,7 @@ class Rooms(ExchangeTest):
         self.assertGreater(len(samples), 16000)
 
     def test_lets_in_with_the_pin_only(self):
-        (self.folder / "rooms").write_text("100\nsecret 4711\n")
+        (self.folder / "rooms").write_text("100\nsecret 47\n")
         self.options = (*self.options, "--rooms", "rooms")
         self.front_end.end()
         self.front_end = self.start_front_end()
@@ -136,18 +137,16 @@ class Rooms(ExchangeTest):
             answer = caller.invite(room="secret", body=description(port=voice.port))
             voice.talk_to(answer)
             callers.append(caller)
-        insider.press("123#4711#")
+        insider.press("1#47#")
         self.front_end.wait_for("entered room secret")
         outsider.press("1#")
         self.assert_hears(insider, silent=[BRUNO])
-        outsider.press("47#4711")
-        outsider.press("0#")
+        outsider.press("4#470#")
         self.assertEqual(callers[1].receive().first.split()[0], "BYE")
         self.assertEqual(self.front_end.log().count("entered room secret"), 1)
 
 
 class Load(ExchangeTest):
-    options = ("--metrics", "metrics")
 
     def start_built_in_callers(self):
         """Those of SIPp but uac, and branchc, which wants to register; how many call."""
@@ -169,9 +168,8 @@ class Load(ExchangeTest):
             self.assertEqual(caller.process.wait(60), 0, caller.log()[-2000:])
         calls = 340 + len(callers) - 2
         self.daemon.wait_for("removed stream call:", calls)
+        self.assertEqual(self.front_end.log().count("answered with"), calls)
         self.assertEqual(self.front_end.end(), 0)
-        self.assertEqual([self.metric(name) for name in ("answered_calls_total", "calls", "rooms")],
-                         [calls, 0, 0])
         if len(callers) == 6:
             self.assertIn("EVENT 1 ", self.daemon.log())  # the key that uac_pcap plays
 

@@ -108,7 +108,7 @@ class ExchangeTest(unittest.TestCase):
     def metric(self, name):
         """A figure that the front end was told to write to the file `metrics`."""
         for line in (self.folder / "metrics").read_text().splitlines():
-            if line.startswith(f"vocalink_dialin_{name} "):
+            if line.startswith(f"vocalink_dialin_{name}{{socket="):
                 return int(line.split()[1])
         raise AssertionError(f"no metric {name}")
 

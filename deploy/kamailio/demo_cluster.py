@@ -126,7 +126,7 @@ def call(folder, rooms, callers=2):
     (folder / name).write_text(
         "SEQUENTIAL\n" + "".join(f"{party.room};{party.port}\n" for party in parties))
     log = folder / f"{name}.answers"
-    sipp = Process(["sipp", "-sf", ROOT / "dialin/tests/caller.xml", "-inf", folder / name, "-m",
+    sipp = Process(["sipp", "-sf", ROOT / "deploy/kamailio/caller.xml", "-inf", folder / name, "-m",
                     len(parties), "-r", 20, "-i", CALLERS, "-nostdin", "-timeout", "100s",
                     "-trace_logs", "-log_file", log, f"{PROXY}:5060"], folder / f"{name}.log")
     until(lambda: log.exists() and log.read_text().count("answered") == len(parties),

@@ -17,21 +17,25 @@ void command_turns::add(turn_taker& taker) {
     }
 }
 
-void command_turns::run() {
+bool command_turns::has_time() {
     const unsigned present = ev::get_default_loop().iteration();
     if (iteration != present) {
         iteration = present;
         spent = {};
     }
+    return spent < budget;
+}
+
+void command_turns::run() {
     auto before = std::chrono::steady_clock::now();
-    while (!queue.empty() && spent < budget) {
+    while (!queue.empty() && has_time()) {
         turn_taker& taker = *queue.front();
         queue.pop_front();
         if (taker.take_turn()) {
             queue.push_back(&taker);
         }
         const auto after = std::chrono::steady_clock::now();
-        spent += after - before;
+        spend(after - before);
         before = after;
     }
     if (queue.empty()) {

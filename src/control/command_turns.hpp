@@ -20,11 +20,12 @@ class turn_taker {
 };
 
 /** Runs the commands of all controllers, one piece of each in turn, for at most a fixed time in each
- *  iteration of the loop, so that packets wait no longer than that, however many controllers are
- *  busy. Owned by main. Loop thread only. */
+ *  iteration of the loop, so that packets wait no longer than that and the last piece, however many
+ *  controllers are busy. A piece takes a tenth of a millisecond at most, but for the reply of a
+ *  listing of tens of thousands of streams. Owned by main. Loop thread only. */
 class command_turns {
   public:
-    explicit command_turns(std::chrono::microseconds budget = std::chrono::milliseconds(2));
+    explicit command_turns(std::chrono::microseconds budget = std::chrono::milliseconds(1));
     command_turns(const command_turns&) = delete;
     command_turns& operator=(const command_turns&) = delete;
 
@@ -33,6 +34,10 @@ class command_turns {
     void add(turn_taker& taker);
     /** Lets everybody who is queued have turns, as far as this iteration of the loop has time. */
     void run();
+    /** Whether this iteration of the loop has time left. Whoever works for controllers outside run(),
+     *  such as sending what they did not take at once, asks first, and then spends. */
+    [[nodiscard]] bool has_time();
+    void spend(std::chrono::nanoseconds time) { spent += time; }
     /** Forgets a taker, queued or not. */
     void remove(turn_taker& taker);
 

@@ -34,7 +34,7 @@ command_result refuse_long_line(connection&, word_list&) {
 
 connection::connection(const char* connection_name, util::unique_fd accepted,
                        command_turns& shared_turns)
-    : name(connection_name), turns(shared_turns), fd(std::move(accepted)), output(fd.get()),
+    : name(connection_name), turns(shared_turns), fd(std::move(accepted)), output(fd.get(), turns),
       input(std::make_unique<chunk_framing>()) {
     log_line("connection", name) << "starting with fd " << fd.get();
     output.write("RECOVER_OK\n");

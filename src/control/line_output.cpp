@@ -5,6 +5,8 @@
 #include "util/retry.hpp"
 
 #include <cerrno>
+#include <chrono>
+#include <utility>
 
 #include <sys/socket.h>
 
@@ -24,8 +26,10 @@ std::size_t send_now(int fd, std::string_view text) {
 
 } // namespace
 
-line_output::line_output(int socket) : fd(socket) {
+line_output::line_output(int socket, command_turns& shared_turns)
+    : turns(shared_turns), fd(socket) {
     watcher.set<line_output, &line_output::handle_writable>(this);
+    watcher.priority = command_turns::watcher_priority;
 }
 
 void line_output::write(std::string_view text) {
@@ -39,7 +43,15 @@ void line_output::write(std::string_view text) {
 }
 
 void line_output::handle_writable(ev::io&, int) {
-    backlog.erase(0, send_now(fd, backlog));
+    if (!turns.has_time()) {
+        return; // the socket stays writable
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    sent_bytes += send_now(fd, std::string_view(backlog).substr(sent_bytes));
+    if (sent_bytes >= backlog.size() / 2) { // moves each byte only once
+        backlog.erase(0, std::exchange(sent_bytes, 0));
+    }
+    turns.spend(std::chrono::steady_clock::now() - begin);
     if (backlog.empty()) {
         backlog.shrink_to_fit();
         watcher.stop();

@@ -17,6 +17,7 @@ using util::log_line;
 namespace {
 
 constexpr std::size_t longest_notice = 16383;
+constexpr std::size_t read_bytes = 4096; // some 70 notices: calls do not wait for more at a time
 
 } // namespace
 
@@ -32,11 +33,12 @@ void main::setup_rec_mover_pipe() {
         log_line("main") << "rec_mover pipe stays blocking: " << error_text(errno);
     }
     rec_pipe_watcher.set<main, &main::handle_rec_thread_output>(this);
+    rec_pipe_watcher.priority = command_turns::watcher_priority;
     rec_mover.set_out_fd(ends[1]);
 }
 
 void main::handle_rec_thread_output(ev::io&, int) {
-    std::array<char, longest_notice + 1> buffer;
+    std::array<char, read_bytes> buffer;
     const ssize_t received = ::read(rec_pipe_read_fd.get(), buffer.data(), buffer.size());
     if (received < 0) {
         if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {

@@ -36,6 +36,9 @@ void measure_recording(benchmark::State& state);
 /** Sound files played into calls: processor time and system calls per frame, frames missing. */
 void measure_sound(benchmark::State& state);
 
+/** Controllers that never pause: the longest that the event loop works without looking at packets. */
+void measure_commands(benchmark::State& state);
+
 /** Heap allocations per relayed packet and per member and cycle of a mix and of a conference. */
 void measure_allocations(benchmark::State& state);
 

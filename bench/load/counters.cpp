@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // A library to be preloaded into a program: counts its heap allocations, and the system calls that
-// cost it time while it moves packets, in a shared file. Calls inside the C library are not seen.
+// cost it time while it moves packets, in a shared file, and times the turns of its event loop. Calls
+// inside the C library are not seen.
 #include "load/counters.hpp"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
+#include <ctime>
 
 #include <fcntl.h>
 #include <sys/epoll.h>
@@ -41,6 +44,13 @@ void count(counted_kind kind) {
     counters[kind].fetch_add(1, std::memory_order_relaxed);
 }
 
+std::uint64_t thread_time_ns() {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000 +
+           static_cast<std::uint64_t>(time.tv_nsec);
+}
+
 } // namespace
 
 // Defines a function of the C library anew: counts the call and passes it on.
@@ -67,7 +77,6 @@ COUNTED(heap_allocations, void*, memalign, (std::size_t to, std::size_t bytes), 
 COUNTED(heap_allocations, void*, aligned_alloc, (std::size_t to, std::size_t bytes), __libc_memalign(to, bytes))
 COUNTED(heap_allocations, int, posix_memalign, (void** block, std::size_t to, std::size_t bytes), (*block = __libc_memalign(to, bytes)) == nullptr ? ENOMEM : 0)
 
-COUNTED(event_waits, int, epoll_wait, (int fd, epoll_event* events, int room, int ms), syscall(SYS_epoll_pwait, fd, events, room, ms, nullptr, kernel_signal_set_bytes))
 COUNTED(file_reads, ssize_t, read, (int fd, void* buffer, std::size_t bytes), syscall(SYS_read, fd, buffer, bytes))
 COUNTED(file_reads, ssize_t, readv, (int fd, const iovec* pieces, int n), syscall(SYS_readv, fd, pieces, n))
 COUNTED(file_reads, ssize_t, pread, (int fd, void* buffer, std::size_t bytes, off_t at), syscall(SYS_pread64, fd, buffer, bytes, at))
@@ -85,5 +94,16 @@ COUNTED(other_calls, off_t, lseek, (int fd, off_t offset, int whence) noexcept, 
 COUNTED(other_calls, int, epoll_ctl, (int fd, int operation, int watched, epoll_event* event) noexcept, syscall(SYS_epoll_ctl, fd, operation, watched, event))
 COUNTED(other_calls, int, timerfd_settime, (int fd, int flags, const itimerspec* when, itimerspec* before) noexcept, syscall(SYS_timerfd_settime, fd, flags, when, before))
 // clang-format on
+
+int epoll_wait(int fd, epoll_event* events, int room, int ms) {
+    static std::uint64_t turn_begin_ns = thread_time_ns(); // one thread has a loop
+    counter& longest = counters[longest_turn_ns];
+    longest = std::max<std::uint64_t>(longest, thread_time_ns() - turn_begin_ns);
+    count(event_waits);
+    const long ready =
+        syscall(SYS_epoll_pwait, fd, events, room, ms, nullptr, kernel_signal_set_bytes);
+    turn_begin_ns = thread_time_ns();
+    return static_cast<int>(ready);
+}
 
 } // extern "C"

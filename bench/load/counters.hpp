@@ -18,6 +18,7 @@ enum counted_kind : std::size_t {
     sends,
     receptions,
     other_calls,
+    longest_turn_ns, // processor time of its thread between two waits for events, no count
     counted_kinds
 };
 

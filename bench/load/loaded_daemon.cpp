@@ -44,6 +44,12 @@ counter_values loaded_daemon::counts() const {
     return values;
 }
 
+void loaded_daemon::clear_counts() const {
+    const counter_values none{};
+    std::fstream file(counter_path, std::ios::in | std::ios::out); // not cut: it is mapped
+    file.write(reinterpret_cast<const char*>(&none), sizeof none);
+}
+
 loaded_daemon::~loaded_daemon() {
     if (daemon && daemon->stop() != 0) {
         fail("the daemon ended badly");

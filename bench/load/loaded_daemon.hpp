@@ -63,8 +63,11 @@ class loaded_daemon {
     /** The process and the ports of its legs. */
     [[nodiscard]] const server& process() const { return started; }
 
-    /** Since the start; only when they are counted. */
+    [[nodiscard]] const std::string& socket_path() const { return daemon->socket_path(); }
+
+    /** Since the start or clear_counts(); only when they are counted. */
     [[nodiscard]] counter_values counts() const;
+    void clear_counts() const;
 
   private:
     void add_bridge(const std::string& type, std::size_t members,

@@ -43,6 +43,7 @@ void add_all(bool quick) {
               : all{{3, 3}, {10, 10}, {100, 100}, {1000, 1000}, {150, 3}});
     add("sound", measure_sound, {"files"}, {{quick ? 50 : 1000}});
     add("recording", measure_recording, {"pairs"}, quick ? all{{20}} : all{{100}, {250}});
+    add("commands", measure_commands, {"controllers"}, {{quick ? 5 : 20}});
     add("allocations", measure_allocations, {"members"}, {{12}})->Repetitions(1);
     add("idle_memory", measure_idle_memory, {"streams"}, {{quick ? 500 : 10'000}})->Repetitions(1);
     add("many_lives", measure_many_lives, {"streams"}, {{quick ? 2'000 : 100'000}})->Repetitions(1);

@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Controllers that never pause: how long the daemon's packets wait for them.
+#include "load/benchmarks.hpp"
+#include "load/loaded_daemon.hpp"
+
+#include <atomic>
+#include <memory>
+#include <vector>
+
+namespace vocalink::bench {
+
+namespace {
+
+constexpr std::size_t members = 100; // of the mix that goes on meanwhile
+constexpr int own_streams = 200;     // of each controller
+constexpr double longest_wait_us = 5000;
+
+std::string repeated(const std::string& text, int times) {
+    std::string all;
+    for (int i = 0; i < times; ++i) {
+        all += text;
+    }
+    return all;
+}
+
+/** Sends one command after the other, each as heavy as a line can make it. */
+class busy_controller {
+  public:
+    explicit busy_controller(const std::string& socket_path) : control(socket_path) {
+        for (int i = 0; i < own_streams; ++i) {
+            (void)control.command("new tone_stream t" + std::to_string(i) + " DTMF 0");
+        }
+    }
+    ~busy_controller() {
+        stopping = true;
+        sender.join();
+    }
+    void begin() {
+        sender = std::thread([this] {
+            while (!stopping) {
+                for (const std::string& line : lines) {
+                    (void)control.command(line);
+                    done += 1;
+                }
+            }
+        });
+    }
+    std::atomic<std::uint64_t> done = 0;
+
+  private:
+    const std::vector<std::string> lines{"show streams" + repeated(" t0", 5000),
+                                         "set stream t0 targets" + repeated(" other", 2500),
+                                         "list streams",
+                                         "new rtp_stream z 127.0.0.1 127.0.0.1 9 G729",
+                                         "delete stream z",
+                                         repeated("x", 16000)};
+    harness::controller control;
+    std::atomic<bool> stopping = false;
+    std::thread sender;
+};
+
+/** Counts anew for one round. @return the longest turn of the loop, in microseconds */
+double longest_turn_us(const loaded_daemon& daemon) {
+    daemon.clear_counts();
+    std::this_thread::sleep_for(std::chrono::duration<double>(round_s));
+    return static_cast<double>(daemon.counts()[longest_turn_ns]) / 1000;
+}
+
+} // namespace
+
+void measure_commands(benchmark::State& state) {
+    loaded_daemon daemon(9, true);
+    daemon.add_mix(members);
+    std::vector<std::unique_ptr<busy_controller>> controllers;
+    for (std::size_t i = 0; i < size_of(state); ++i) {
+        controllers.push_back(std::make_unique<busy_controller>(daemon.socket_path()));
+    }
+    const double quiet = longest_turn_us(daemon);
+    for (const auto& each : controllers) {
+        each->begin();
+    }
+    const double busy = longest_turn_us(daemon);
+    double commands = 0;
+    for (const auto& each : controllers) {
+        commands += static_cast<double>(each->done);
+    }
+    add_row(state, "commands a second", commands / round_s);
+    add_row(state, "longest turn of the loop without them, CPU us", quiet);
+    add_row(state, "longest turn of the loop, CPU us", busy);
+    state.counters["longest turn of the loop, CPU us: wanted"] = longest_wait_us;
+}
+
+} // namespace vocalink::bench

@@ -69,6 +69,21 @@ TEST_F(daemon_test, a_socket_or_range_that_cannot_be_is_fatal) {
     }
 }
 
+TEST_F(daemon_test, ends_at_start_when_the_system_refuses_any_of_its_threads) {
+    start();
+    const std::string out = daemon->directory_path() + "/out",
+                      program = "/proc/" + std::to_string(daemon->pid()) + "/exe";
+    for (int started = 0; *changed_system != 0 && started < 4; ++started) {
+        const std::string environment = "LD_PRELOAD=" + std::string(changed_system) +
+                                        " VOCALINK_TEST_THREADS=" + std::to_string(started);
+        const int status = std::system(
+            (environment + " timeout 5 " + program + " -s " + out + ".socket > " + out + " 2>&1")
+                .c_str());
+        EXPECT_EQ(WEXITSTATUS(status), 1) << started;
+        EXPECT_EQ(occurrences(content(out), "-- main: fatal error 11 starting "), 1) << started;
+    }
+}
+
 TEST_F(daemon_test, second_daemon_takes_the_socket_and_keeps_it_when_the_first_ends) {
     harness::daemon_process first;
     start({"-s", first.socket_path()}, first.socket_path());
@@ -129,11 +144,17 @@ TEST_F(daemon_test, tells_its_service_manager_and_feeds_its_watchdog) {
     }
 }
 
-TEST_F(daemon_test, empty_bridge_ends_when_its_time_has_passed_but_no_bridge_with_members) {
+TEST_F(daemon_test, empty_bridge_ends_when_its_time_has_passed_whatever_the_wall_clock_does) {
+    const harness::temporary_directory directory;
+    const std::string step = directory.path() + "/step";
+    ::setenv("VOCALINK_TEST_CLOCK_STEP", step.c_str(), 1);
+    ::setenv("LD_PRELOAD", changed_system, 1);
     start({"-t", "6"});
+    ::unsetenv("LD_PRELOAD");
     new_call({"PCMU"});
     const auto begin = std::chrono::steady_clock::now();
     expect_reply("new vocalink empty", "SUCCESS");
+    std::ofstream(step) << "an hour";
     EXPECT_EQ(control->notice(10s), "TIMEOUT BRIDGE empty");
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
     EXPECT_NEAR(elapsed.count(), 7.0, 1.2);

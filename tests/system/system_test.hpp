@@ -44,10 +44,18 @@ inline bytes random_bytes(std::size_t count, unsigned seed) {
 /** One frame of 20 ms in PCMU. */
 inline const bytes speech = random_bytes(160, 1);
 
+/** The library that changes the system for a program into which it is preloaded; empty where that
+ *  cannot be. */
+#ifdef VOCALINK_CHANGED_SYSTEM
+constexpr const char* changed_system = VOCALINK_CHANGED_SYSTEM;
+#else
+constexpr const char* changed_system = "";
+#endif
+
 /** How often part stands in text. */
 inline int occurrences(const std::string& text, const std::string& part) {
-    int count = -1;
-    for (std::size_t at = 0; at != std::string::npos; at = text.find(part, at + 1)) {
+    int count = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
         count += 1;
     }
     return count;

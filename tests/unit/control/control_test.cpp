@@ -168,6 +168,7 @@ TEST(command_turns, gives_everybody_one_piece_in_turn_within_one_budget) {
     EXPECT_LE(journal.size(), 2U);
     turns.run();
     EXPECT_LE(journal.size(), 2U) << "the budget is that of the whole iteration";
+    EXPECT_FALSE(turns.has_time());
     ev_run(ev_default_loop(0), EVRUN_NOWAIT);
     EXPECT_LE(journal.size(), 4U);
     ev_run(ev_default_loop(0), 0); // ends when nobody is queued

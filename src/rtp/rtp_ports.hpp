@@ -2,6 +2,7 @@
 // The order in which local RTP ports are tried.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string_view>
 
@@ -40,6 +41,29 @@ class rtp_ports {
   private:
     port_range ports;
     int counter = ports.first;
+};
+
+/** Remembers which address has no free port left. To find that out takes tens of milliseconds, in which
+ *  packets wait, and a controller that gets a refusal may well try again at once. */
+class full_address {
+  public:
+    /** Whether a search would be in vain. An address counts as full for a second: another process may
+     *  give ports back as well. @param now_s  never decreasing */
+    [[nodiscard]] bool is(std::uint32_t address, double now_s) const {
+        return known && address == full && now_s < until_s;
+    }
+    void note_full(std::uint32_t address, double now_s) {
+        known = true;
+        full = address;
+        until_s = now_s + 1.0;
+    }
+    /** This process has given a port back, of whatever address. */
+    void note_return() { known = false; }
+
+  private:
+    bool known = false;
+    std::uint32_t full = 0; // as in sockaddr_in
+    double until_s = 0.0;
 };
 
 } // namespace vocalink

@@ -35,6 +35,8 @@ std::vector<rtp_ports>& local_ports() {
     return ranges;
 }
 
+full_address full; // of all streams
+
 const sockaddr* generic(const sockaddr_in& address) {
     return reinterpret_cast<const sockaddr*>(&address);
 }
@@ -75,6 +77,7 @@ rtp_stream::rtp_stream(std::string stream_id, std::string local_ip, std::string 
 }
 
 rtp_stream::~rtp_stream() {
+    full.note_return();
     rtp_stream::settle_figures();
     if (sap) {
         sap->say_goodbye();
@@ -111,10 +114,14 @@ util::unique_fd rtp_stream::new_udp_socket() {
 }
 
 void rtp_stream::bind_local() {
-    for (rtp_ports& ports : local_ports()) {
-        if (bind_to_one_of(ports)) {
-            return;
+    const std::uint32_t address = local_addr.sin_addr.s_addr;
+    if (!full.is(address, util::loop_now())) {
+        for (rtp_ports& ports : local_ports()) {
+            if (bind_to_one_of(ports)) {
+                return;
+            }
         }
+        full.note_full(address, util::loop_now());
     }
     throw stream_exception("No available UDP ports");
 }

@@ -25,6 +25,18 @@ TEST(rtp_ports, are_read_as_a_range_with_an_even_port) {
     }
 }
 
+TEST(rtp_ports, of_a_full_address_are_sought_again_after_a_second_or_a_return) {
+    full_address full;
+    EXPECT_FALSE(full.is(0, 100));
+    full.note_full(1, 100);
+    EXPECT_TRUE(full.is(1, 100.9));
+    EXPECT_FALSE(full.is(2, 100.9));
+    EXPECT_FALSE(full.is(1, 101));
+    full.note_full(1, 200);
+    full.note_return();
+    EXPECT_FALSE(full.is(1, 200));
+}
+
 TEST(rtp_totals, never_go_back) {
     rtp_totals totals;
     rtp_figures told{}, present{};

@@ -116,7 +116,7 @@ def no_ports(run: Run) -> Iterator[Finding]:
                                 stdin=subprocess.PIPE, stdout=subprocess.PIPE)
                for begin, end in [(6_000 + 2 * left, 35_000), (35_000, 65_000)]]
     try:
-        if not all(holder.stdout.readline() for holder in holders):
+        if not all(holder.stdout and holder.stdout.readline() for holder in holders):
             raise Skipped("the ports of 127.0.0.2 are not free, or the limit of descriptors is low")
         with Daemon() as daemon, Peers() as peers:
             control = daemon.controller()

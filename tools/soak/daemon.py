@@ -5,7 +5,6 @@ from __future__ import annotations
 
 import os
 import pathlib
-import re
 import resource
 import shutil
 import signal
@@ -147,7 +146,8 @@ class Daemon:
 
     def memory_kib(self) -> int:
         status = pathlib.Path(f"/proc/{self.process.pid}/status").read_text()
-        return int(re.search(r"VmRSS:\s+(\d+)", status)[1])
+        return next(int(line.split()[1]) for line in status.splitlines()
+                    if line.startswith("VmRSS:"))
 
     def descriptors(self) -> int:
         return len(os.listdir(f"/proc/{self.process.pid}/fd"))
@@ -163,19 +163,21 @@ class Peers:
     def __init__(self) -> None:
         self.process = subprocess.Popen([BUILD / "tools/soak/vocalink_soak_peers"], text=True,
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        assert self.process.stdin and self.process.stdout
+        self.input, self.output = self.process.stdin, self.process.stdout
         self.port = int(self.ask("port"))
 
     def __enter__(self) -> Peers:
         return self
 
     def __exit__(self, *_: object) -> None:
-        self.process.stdin.close()
+        self.input.close()
         self.process.wait(PATIENCE_S)
 
     def ask(self, command: str) -> str:
-        self.process.stdin.write(command + "\n")
-        self.process.stdin.flush()
-        return self.process.stdout.readline().strip()
+        self.input.write(command + "\n")
+        self.input.flush()
+        return self.output.readline().strip()
 
     def legs(self, control: Controller, name: str, count: int,
              bridge: str = "vocalink") -> list[str]:

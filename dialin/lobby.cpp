@@ -2,6 +2,8 @@
 // Where a caller keys the PIN of a room.
 #include "lobby.hpp"
 
+#include "room_list.hpp"
+
 #include <utility>
 
 namespace vocalink::dialin {
@@ -9,7 +11,6 @@ namespace vocalink::dialin {
 namespace {
 
 constexpr unsigned hash_event = 11;
-constexpr std::size_t longest_pin = 32;
 
 } // namespace
 

@@ -12,7 +12,6 @@ namespace vocalink::dialin {
 namespace {
 
 constexpr std::size_t longest_name = 64;
-constexpr std::size_t longest_pin = 32;
 
 bool is_digit(char c) {
     return c >= '0' && c <= '9';

@@ -2,12 +2,16 @@
 // Which rooms there are and which of them ask for a PIN.
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace vocalink::dialin {
+
+/** Digits of the longest PIN. */
+inline constexpr std::size_t longest_pin = 32;
 
 /** 1 to 64 letters, digits, '-', '_', '.', '+'. */
 [[nodiscard]] bool is_room_name(std::string_view name);

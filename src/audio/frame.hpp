@@ -11,6 +11,7 @@ inline constexpr int samples_per_second = 1000 * samples_per_ms;
 /** Samples of the longest frame, 30 ms, and of the usual one, 20 ms. */
 inline constexpr int max_frame_samples = 240;
 inline constexpr int usual_frame_samples = 160;
+inline constexpr double usual_frame_s = 0.02;
 
 /** Samples of one conference frame: 20 ms. */
 inline constexpr int voice_frame_samples = 160;

@@ -21,7 +21,6 @@ using g729_decoder_ptr =
 using g729_encoder_ptr =
     util::c_handle<bcg729EncoderChannelContextStruct, closeBcg729EncoderChannel>;
 
-constexpr std::size_t frame_bytes = g729_frame_bytes;
 constexpr int frame_samples = 80;
 
 class g729_decoder : public codec_decoder {
@@ -30,7 +29,7 @@ class g729_decoder : public codec_decoder {
 
     void decode(std::span<const std::uint8_t> payload, std::int16_t* samples) override {
         while (!payload.empty()) {
-            const std::size_t bytes = std::min(payload.size(), frame_bytes);
+            const std::size_t bytes = std::min(payload.size(), std::size_t{g729_frame_bytes});
             const bool silence = bytes == g729_silence_description_bytes;
             bcg729Decoder(state.get(), payload.data(), static_cast<std::uint8_t>(bytes), 0,
                           silence ? 1 : 0, 0, samples);
@@ -40,7 +39,7 @@ class g729_decoder : public codec_decoder {
     }
 
     int conceal(std::int16_t* samples) override {
-        constexpr std::array<std::uint8_t, frame_bytes> nothing{};
+        constexpr std::array<std::uint8_t, g729_frame_bytes> nothing{};
         bcg729Decoder(state.get(), nothing.data(), 0, 1, 0, 0, samples);
         return frame_samples;
     }
@@ -56,7 +55,7 @@ class g729_encoder : public codec_encoder {
     void encode(const std::int16_t* samples, std::uint8_t* payload) override {
         std::uint8_t length = 0; // always a whole frame without voice activity detection
         bcg729Encoder(state.get(), samples, payload, &length);
-        bcg729Encoder(state.get(), samples + frame_samples, payload + frame_bytes, &length);
+        bcg729Encoder(state.get(), samples + frame_samples, payload + g729_frame_bytes, &length);
     }
 
   private:

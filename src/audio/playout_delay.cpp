@@ -11,11 +11,10 @@ namespace vocalink {
 
 namespace {
 
-constexpr double frame_s = 0.020;
 constexpr double frame_ms = 20;
 
 /** Up to five ticks may come at once to catch up. Later ones never come. */
-constexpr double most_caught_up_s = 4 * frame_s;
+constexpr double most_caught_up_s = 4 * usual_frame_s;
 
 /** The schedule moves by this share of how late a tick was. */
 constexpr double late_share = 1.0 / 16;
@@ -49,10 +48,10 @@ double playout_delay::tightest::slack_ms() const {
 
 int playout_delay::tick(double now_s) {
     const double late_s = ticking ? now_s - due_s : 0;
-    const bool is_late = late_s > frame_s;
-    const bool in_a_row = now_s - last_tick_s < frame_s * 3 / 4;
+    const bool is_late = late_s > usual_frame_s;
+    const bool in_a_row = now_s - last_tick_s < usual_frame_s * 3 / 4;
     double skipped_s = 0;
-    if (late_s > most_caught_up_s + frame_s) {
+    if (late_s > most_caught_up_s + usual_frame_s) {
         skipped_s = late_s - most_caught_up_s;
     } else if (is_late && last_was_late && !in_a_row) {
         skipped_s = late_s; // nobody catches up: the schedule began anew
@@ -64,7 +63,7 @@ int playout_delay::tick(double now_s) {
     last_was_late = is_late;
     last_tick_s = now_s;
     const double rest_s = late_s - skipped_s;
-    due_s = now_s - (rest_s > 0 ? rest_s * (1 - late_share) : 0) + frame_s;
+    due_s = now_s - (rest_s > 0 ? rest_s * (1 - late_share) : 0) + usual_frame_s;
     return static_cast<int>(skipped_s * samples_per_second);
 }
 
@@ -73,7 +72,7 @@ double playout_delay::ms_to_tick(double now_s) const {
 }
 
 void playout_delay::arrived(std::int64_t lead, double now_s) {
-    if (!ticking || now_s > due_s + 2 * frame_s) {
+    if (!ticking || now_s > due_s + 2 * usual_frame_s) {
         return; // the process stands: when the packet came is not known
     }
     if (now_s >= span_end_s) {

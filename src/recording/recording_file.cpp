@@ -15,7 +15,7 @@ namespace vocalink {
 
 namespace {
 
-constexpr std::size_t buffer_bytes = 65536;
+constexpr std::size_t flushed_bytes = 65536;
 constexpr mode_t usual_mode = 0666; // less the umask
 
 } // namespace
@@ -79,7 +79,7 @@ void recording_file::gather(std::span<const char> record, write_buffer& buffer) 
     }
     buffer.bytes.insert(buffer.bytes.end(), record.begin(), record.end());
     buffer.record_ends.push_back(buffer.bytes.size());
-    if (buffer.bytes.size() >= buffer_bytes) {
+    if (buffer.bytes.size() >= flushed_bytes) {
         (void)flush(buffer);
     }
 }

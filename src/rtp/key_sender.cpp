@@ -7,8 +7,6 @@ namespace vocalink {
 namespace {
 
 constexpr int units_per_tick = 160; // 20 ms at 8 kHz
-constexpr int end_packets = 3;
-constexpr std::uint8_t end_flag = 0x80;
 
 // After the last end packet, so that the next key begins two ticks, 40 ms, behind it.
 constexpr int pause_ticks = 1;
@@ -38,7 +36,7 @@ std::optional<key_sender::packet> key_sender::next(std::uint32_t timestamp) {
     const key_press& key = queue[first];
     tick += 1;
     const packet sent = event_packet(key);
-    if (tick == key.ticks + end_packets - 1) {
+    if (tick == key.ticks + event_end_packets - 1) {
         first = (first + 1) % queue.size();
         waiting -= 1;
         tick = 0;
@@ -53,7 +51,7 @@ key_sender::packet key_sender::event_packet(const key_press& key) const {
     return {key.payload_type,
             tick == 1,
             begin,
-            {key.event, static_cast<std::uint8_t>(key.volume | (is_end ? end_flag : 0)),
+            {key.event, static_cast<std::uint8_t>(key.volume | (is_end ? event_end_flag : 0)),
              static_cast<std::uint8_t>(duration >> 8), static_cast<std::uint8_t>(duration)}};
 }
 

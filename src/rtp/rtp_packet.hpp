@@ -15,6 +15,8 @@ inline constexpr int max_packet_bytes = 1468;
 
 /** Bytes of a telephone event payload (RFC 4733 2.3). */
 inline constexpr int event_payload_bytes = 4;
+inline constexpr std::uint8_t event_end_flag = 0x80; // in the second byte
+inline constexpr int event_end_packets = 3;          // that repeat the end
 
 /** A fixed RTP header in wire form, used as the template of own packets. */
 using rtp_hdr_t = std::array<char, rtp_header_bytes>;

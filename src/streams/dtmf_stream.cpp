@@ -15,8 +15,6 @@ using util::log_line;
 
 namespace {
 
-constexpr unsigned char end_flag = 0x80;
-constexpr int end_packets = 3;
 constexpr int event_packet_bytes = rtp_header_bytes + event_payload_bytes;
 
 } // namespace
@@ -61,7 +59,7 @@ int dtmf_stream::read_incoming_rtp(char* buf, int, bool) {
         const int longer = rtp_packet::read_be16(&event[2]) + frame_samples();
         rtp_packet::write_be16(&event[2], static_cast<std::uint16_t>(longer));
     } else {
-        event[1] = static_cast<char>(end_flag | event_volume);
+        event[1] = static_cast<char>(event_end_flag | event_volume);
     }
     // Without a buffer the packet goes where the bridge looks for it.
     char* const packet = buf != nullptr ? buf : reinterpret_cast<char*>(incoming.data());
@@ -69,7 +67,7 @@ int dtmf_stream::read_incoming_rtp(char* buf, int, bool) {
     std::copy(event.begin(), event.end(), packet + rtp_header_bytes);
 
     count_incoming(event_packet_bytes);
-    if (counters.incoming_packets > static_cast<long long>(end_after) + end_packets) {
+    if (counters.incoming_packets > static_cast<long long>(end_after) + event_end_packets) {
         end_soon();
     }
     return event_packet_bytes;

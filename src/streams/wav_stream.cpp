@@ -15,7 +15,6 @@ namespace vocalink {
 
 namespace {
 
-constexpr double frame_s = 0.02;
 constexpr double samples_per_s = 8000.0;
 
 // A relayed telephone that is silent for longer leaves a gap; one that is late does not.
@@ -62,13 +61,13 @@ std::unique_ptr<conference_leg> wav_stream::make_conference_leg() {
 }
 
 double wav_stream::lag(double now_s) const {
-    return (now_s - begin_s - written_s) / frame_s;
+    return (now_s - begin_s - written_s) / usual_frame_s;
 }
 
 void wav_stream::fill(double frames) {
     if (frames >= 1.0) {
         file->append_silence(static_cast<std::uint32_t>(frames));
-        written_s += frames * frame_s;
+        written_s += frames * usual_frame_s;
     }
 }
 
@@ -87,7 +86,7 @@ int wav_stream::write_outgoing(const char* buf, int len) {
     const double now_s = util::monotonic_seconds();
     if (!started) {
         started = true;
-        begin_s = now_s - frame_s;
+        begin_s = now_s - usual_frame_s;
     }
     if (buf == nullptr) {
         append({outgoing.data(), static_cast<std::size_t>(frame_samples())});

@@ -61,7 +61,8 @@ class exchange final : public link_listener {
                      const sip_t* sip, tagi_t tags[]);
     void open_stack();
     void invited(nua_handle_t* handle, const sip_t* sip);
-    bool read_offer(nua_handle_t* handle, const sip_t* sip, std::optional<media_choice>& offer);
+    [[nodiscard]] bool read_offer(nua_handle_t* handle, const sip_t* sip,
+                                  std::optional<media_choice>& offer);
     call& begin_call(nua_handle_t* handle, const sip_t* sip, const std::string& room,
                      const std::string& pin);
     void refuse(nua_handle_t* handle, int status, const char* phrase, std::string_view reason);

@@ -16,6 +16,7 @@ from daemon import Daemon, Peers
 from scene import Finding, Growth, Run, at_most, exactly, none_lost, scene
 
 PCAP_HEADER = 24
+LOG_BUFFERS_KIB = 2560  # what a log that falls behind for a moment fills, and a little
 RECOVER = pathlib.Path(__file__).resolve().parents[2] / "scripts" / "vocalink-recover-recordings"
 
 
@@ -45,7 +46,7 @@ def set_up(run: Run) -> Iterator[Finding]:
         yield Finding("calls set up and torn down", f"{count}", f"{count}, {rate:.0f} a second",
                       True)
         yield none_lost(peers.settle())
-        yield from growth.findings(256)
+        yield from growth.findings(LOG_BUFFERS_KIB)
 
 
 @scene

@@ -86,16 +86,11 @@ rtp_stream::~rtp_stream() {
         log_line("stream", id) << "total srtp errors: " << encrypt_failures << " encrypt failures, "
                                << decrypt_failures << "unencrypt failures.";
     }
-    const auto report = [this](long long count, const char* what) {
-        if (count > 0) {
-            log_line("stream", id) << "suppressed log lines: " << count << " " << what;
-        }
-    };
-    report(suppressed_types, "packets of unknown payload type");
-    report(unheard.suppressed(), "packets of another size than expected");
-    report(handed_nothing.suppressed(), "packets of a partner without audio");
-    report(size_mismatches.suppressed(), "packet size mismatches");
-    report(send_refusals.suppressed(), "send errors");
+    log_suppressed(suppressed_types, "packets of unknown payload type");
+    log_suppressed(unheard.suppressed(), "packets of another size than expected");
+    log_suppressed(handed_nothing.suppressed(), "packets of a partner without audio");
+    log_suppressed(size_mismatches.suppressed(), "packet size mismatches");
+    log_suppressed(send_refusals.suppressed(), "send errors");
 }
 
 util::unique_fd rtp_stream::new_udp_socket() {

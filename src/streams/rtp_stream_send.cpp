@@ -68,11 +68,7 @@ int rtp_stream::send_counted(const char* pkt, int len, bool audio) {
 
 void rtp_stream::report_size_mismatch(int need, int available) {
     // An empty packet has its own guard: the partner's reader has logged the reason.
-    util::repeat_guard& guard = available == 0 ? handed_nothing : size_mismatches;
-    if (guard.admit()) {
-        log_line() << "packet size mismatch: " << need << " > " << available;
-        log_line("stream", id) << "future packet size mismatches for stream will be suppressed";
-    }
+    log_size_mismatch(available == 0 ? handed_nothing : size_mismatches, need, available);
 }
 
 void rtp_stream::prepare_own_packet(bool audio) {

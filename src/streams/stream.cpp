@@ -117,6 +117,19 @@ void stream::emit_timeout_event() {
     notify_signal.emit(text.str());
 }
 
+void stream::log_size_mismatch(util::repeat_guard& guard, int need, int available) const {
+    if (guard.admit()) {
+        log_line() << "packet size mismatch: " << need << " > " << available;
+        log_line("stream", id) << "future packet size mismatches for stream will be suppressed";
+    }
+}
+
+void stream::log_suppressed(long long count, const char* what) const {
+    if (count > 0) {
+        log_line("stream", id) << "suppressed log lines: " << count << " " << what;
+    }
+}
+
 void stream::count_incoming(int bytes) {
     last_rx_time = loop_now();
     counters.incoming_packets += 1;

@@ -8,6 +8,7 @@
 #include "streams/packet_counters.hpp"
 #include "streams/routing_rules.hpp"
 #include "util/event_loop.hpp"
+#include "util/repeat_guard.hpp"
 #include "util/signal.hpp"
 
 #include <array>
@@ -201,6 +202,10 @@ class alignas(cache_line_bytes) stream {
                     bool is_audio, double waited_s = 0.0);
     /** Splits a wall-clock time into whole seconds and microseconds, both truncated. */
     static void dtime2ts(double t, unsigned* sec, unsigned* usec);
+    /** Logs that a packet is shorter than what is sent of it, as often as the guard admits. */
+    void log_size_mismatch(util::repeat_guard& guard, int need, int available) const;
+    /** Logs how many lines a guard suppressed, if any. @param what  the lines told of */
+    void log_suppressed(long long count, const char* what) const;
     /** Counts a packet of that many bytes, now. */
     void count_incoming(int bytes);
     /** Updates the interarrival jitter (after RFC 3550 6.4.1, in seconds) from last_rx_time. */

@@ -37,10 +37,7 @@ tone_stream::tone_stream(std::string stream_id, ToneType signalling, bool detect
 }
 
 tone_stream::~tone_stream() {
-    if (size_mismatches.suppressed() > 0) {
-        log_line("stream", id) << "suppressed log lines: " << size_mismatches.suppressed()
-                               << " packet size mismatches";
-    }
+    log_suppressed(size_mismatches.suppressed(), "packet size mismatches");
 }
 
 void tone_stream::put_tones(std::string digits) {
@@ -78,10 +75,7 @@ int tone_stream::write_outgoing(const char* buf, int len) {
     const int body = audio ? frame_bytes : event_payload_bytes;
     const int need = view.header_bytes + body + view.padding_bytes;
     if (need > len) {
-        if (size_mismatches.admit()) {
-            log_line() << "packet size mismatch: " << need << " > " << len;
-            log_line("stream", id) << "future packet size mismatches for stream will be suppressed";
-        }
+        log_size_mismatch(size_mismatches, need, len);
         return 0;
     }
     run_detector(buf + view.header_bytes, static_cast<std::size_t>(body));

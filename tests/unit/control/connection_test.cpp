@@ -136,6 +136,26 @@ TEST_F(connection_test, features_change_who_hears_whom_as_their_words_say) {
     }
 }
 
+TEST_F(connection_test, listings_escape_ids_and_tables_follow_the_order_asked_for) {
+    const auto run = [this](const std::string& line) {
+        return command_run(*caller, {.text = line}, run_from_table).proceed().value();
+    };
+    const std::string end = "127.7.0.3 127.7.0.3 9 PCMU", address = ",127.007.000.003,";
+    EXPECT_TRUE(run("new rtp_stream \"x,(1) \" " + end).starts_with("SUCCESS"));
+    EXPECT_TRUE(run("new rtp_stream B " + end).starts_with("SUCCESS"));
+    const std::string list = run("list streams");
+    EXPECT_TRUE(list.starts_with("SUCCESS (B,0" + address));
+    EXPECT_NE(list.find(address + "9),(x\\,\\(1\\) ,0" + address), std::string::npos) << list;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(run("show streams \"x,(1) \" none B B"), "SUCCESS\n");
+    std::istringstream words(testing::internal::GetCapturedStderr());
+    std::string word, shown;
+    while (words >> word) {
+        shown += word == "x,(1)" || word == "B" ? word : "";
+    }
+    EXPECT_EQ(shown, "BBx,(1)BB") << "in the command, quoted, and in the table";
+}
+
 TEST_F(connection_test, replies_later_with_what_the_rest_of_the_command_returns_or_throws) {
     command_run failing(*caller, {.text = "open"}, reply_later);
     EXPECT_EQ(failing.proceed(), std::nullopt);

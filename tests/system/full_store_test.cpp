@@ -2,9 +2,6 @@
 // A daemon at a terminal, whose store directory is a full file system of its own.
 #include "system_test.hpp"
 
-#include <csignal>
-#include <filesystem>
-
 #include <pty.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -13,8 +10,6 @@
 #include <termios.h>
 
 namespace vocalink::system_tests {
-
-namespace fs = std::filesystem;
 
 class full_store_test : public system_test {
   protected:

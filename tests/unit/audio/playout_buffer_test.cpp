@@ -234,6 +234,13 @@ TEST(playout_buffer, every_new_beginning_is_heard_at_once_and_nothing_stale) {
     talk.timestamp += 400 * 160;
     talk.wait(400);
     heard_again(talk, "after silence with timestamps");
+    for (int word = 0; word < 100; ++word) { // with short pauses between
+        talk.talk(5);
+        talk.timestamp += 3 * 160;
+        talk.wait(3);
+    }
+    talk.talk(5);
+    EXPECT_NEAR(talk.buffer->counters().delay_ms, 35, 25) << "pauses are where timestamps say";
     for (const std::uint32_t jump : {0x80000000U, 200'000U, 0U - 200'000U, 8000U}) {
         talk.talk(20);
         talk.timestamp += jump;

@@ -11,10 +11,6 @@ class protocol_page_test : public system_test {
     protocol_page_test() {
         fs::current_path(directory.path());
         fs::create_directory("store");
-        local_ip = "127"; // in parts of three digits, which listings show as they are
-        for (const int bits : {0, 7, 14}) {
-            local_ip += "." + std::to_string(100 + (::getpid() >> bits) % 128);
-        }
     }
     ~protocol_page_test() override { fs::current_path(before); }
 

@@ -15,6 +15,15 @@ bytes packet_with(int first_byte, std::size_t payload_bytes) {
     return packet;
 }
 
+/** A PCMU frame that repeats four samples. */
+bytes frame_of(const std::array<std::uint8_t, 4>& repeated) {
+    bytes frame(160);
+    for (std::size_t i = 0; i < frame.size(); ++i) {
+        frame[i] = repeated[i % 4];
+    }
+    return frame;
+}
+
 } // namespace
 
 TEST_F(relay_test, pair_relays_whole_frames_unchanged_and_refuses_the_rest) {
@@ -134,19 +143,6 @@ TEST_F(relay_test, flood_of_keys_is_told_to_the_controller_but_not_to_the_log) {
 }
 
 using mix_test = running_daemon_test;
-
-namespace {
-
-/** A PCMU frame that repeats four samples. */
-bytes frame_of(const std::array<std::uint8_t, 4>& repeated) {
-    bytes frame(160);
-    for (std::size_t i = 0; i < frame.size(); ++i) {
-        frame[i] = repeated[i % 4];
-    }
-    return frame;
-}
-
-} // namespace
 
 TEST_F(mix_test, three_parties_each_hear_the_exact_sum_of_the_others_every_30_ms) {
     auto legs = new_call({"PCMU", "PCMU"});

@@ -34,6 +34,10 @@ class connection_test : public loop_test {
                   static_cast<ssize_t>(bytes.size()));
     }
 
+    std::string run(const std::string& line) {
+        return command_run(*caller, {.text = line}, run_from_table).proceed().value();
+    }
+
     /** Lets the connection run until the client has received a line that begins so. @return all
      *  that it received until then */
     std::string receive_until(const std::string& line) {
@@ -111,9 +115,6 @@ TEST_F(connection_test, ends_the_objects_of_a_client_that_has_gone_in_turns) {
 }
 
 TEST_F(connection_test, features_change_who_hears_whom_as_their_words_say) {
-    const auto run = [this](const std::string& line) {
-        return command_run(*caller, {.text = line}, run_from_table).proceed().value();
-    };
     EXPECT_EQ(run("new tone_stream s DTMF 0"), "SUCCESS\n");
     const stream& s = *caller->objects.find_stream("s");
     const std::pair<const char*, const char*> story[] = {
@@ -137,9 +138,6 @@ TEST_F(connection_test, features_change_who_hears_whom_as_their_words_say) {
 }
 
 TEST_F(connection_test, listings_escape_ids_and_tables_follow_the_order_asked_for) {
-    const auto run = [this](const std::string& line) {
-        return command_run(*caller, {.text = line}, run_from_table).proceed().value();
-    };
     const std::string end = "127.7.0.3 127.7.0.3 9 PCMU", address = ",127.007.000.003,";
     EXPECT_TRUE(run("new rtp_stream \"x,(1) \" " + end).starts_with("SUCCESS"));
     EXPECT_TRUE(run("new rtp_stream B " + end).starts_with("SUCCESS"));

@@ -45,6 +45,7 @@ class command_turns {
     static constexpr int watcher_priority = EV_MINPRI;
 
   private:
+    [[nodiscard]] std::chrono::nanoseconds time_withheld() const;
     void handle_timer(ev::timer& timer, int events);
 
     const std::chrono::microseconds budget; // of one iteration of the loop

@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr int frame_samples = vocalink::usual_frame_samples;
-
 struct member {
     std::array<short, vocalink::max_frame_samples> incoming{};
     std::array<short, vocalink::max_frame_samples> outgoing{};
@@ -41,11 +39,12 @@ void mix_shared_sum(benchmark::State& state) {
         (void)round;
         vocalink::frame_sum sum{};
         for (const member& from : members) {
-            vocalink::add_frame(sum, from.incoming.data(), frame_samples);
+            vocalink::add_frame(sum, from.incoming.data(), vocalink::usual_frame_samples);
         }
         for (member& to : members) {
             to.outgoing.fill(0);
-            vocalink::mix_sum_without(to.outgoing.data(), sum, to.incoming.data(), frame_samples);
+            vocalink::mix_sum_without(to.outgoing.data(), sum, to.incoming.data(),
+                                      vocalink::usual_frame_samples);
         }
         benchmark::ClobberMemory();
     }
@@ -67,7 +66,8 @@ void mix_direct_sum(benchmark::State& state) {
                 }
             }
             to.outgoing.fill(0);
-            vocalink::mix_slinear_frames(to.outgoing.data(), others.data(), count, frame_samples);
+            vocalink::mix_slinear_frames(to.outgoing.data(), others.data(), count,
+                                         vocalink::usual_frame_samples);
         }
         benchmark::ClobberMemory();
     }

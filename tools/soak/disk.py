@@ -4,7 +4,10 @@
 from __future__ import annotations
 
 import glob
+import pathlib
+import re
 import subprocess
+import tempfile
 import time
 from typing import Iterator
 
@@ -82,4 +85,44 @@ def slow_disk(run: Run) -> Iterator[Finding]:
                         for line in waiting if line.startswith("recording")])
         yield exactly("recordings told to be finished", legs,
                       control.count_notices("REC_FINISHED", legs))
+        yield none_lost(peers.settle())
+
+
+def longest_turn_ms(metrics: str) -> float:
+    """The longest time without looking for packets, in the last seconds before the file."""
+    found = re.search(r"^vocalink_loop_longest_turn_seconds\S* (\S+)$",
+                      pathlib.Path(metrics).read_text(), re.MULTILINE)
+    return float(found[1]) * 1000 if found else 9999
+
+
+@scene
+def wav_files(run: Run) -> Iterator[Finding]:
+    """Two hundred listeners of a conference that write what they hear."""
+    count, seconds = 200, run.size(20, 3_600)
+    with tempfile.TemporaryDirectory() as directory, \
+            Daemon("-m", metrics := directory + "/vocalink.prom") as daemon, Peers() as peers:
+        control = daemon.controller()
+        peers.calls(control, 20)
+        sound = pathlib.Path(directory) / "sound"
+        sound.write_bytes(run.random.randbytes(80_000))
+        replies = control.wanted([f"new wav_stream w{i} room" for i in range(count)])
+        control.wanted(["new conference talk", f"new sound_stream s {sound} loop PCMU",
+                        "join talk s"])
+        begin = time.monotonic()
+        control.wanted([f"join talk w{i}" for i in range(count)])
+        time.sleep(5)
+        growth, longest = Growth(daemon), 0.0
+        while time.monotonic() < begin + seconds:
+            time.sleep(5)
+            longest = max(longest, longest_turn_ms(metrics))
+        yield from growth.findings(1024)
+        control.wanted([f"delete stream w{i}" for i in range(count)])
+        took = time.monotonic() - begin
+        yield exactly("recordings told to be finished", count,
+                      control.count_notices("REC_FINISHED", count))
+        files = [pathlib.Path(daemon.store, pathlib.Path(reply.split()[1]).name)
+                 for reply in replies]
+        off = max(abs((file.stat().st_size - 44) / 16_000 - took) for file in files)
+        yield at_most("s between a file's length and the clock", 0.1, round(off, 3))
+        yield at_most("ms without looking for packets", 20, round(longest, 2))
         yield none_lost(peers.settle())

@@ -2,6 +2,7 @@
 // What of a caller's session description becomes a leg of the daemon, and our description of it.
 #include "media_offer.hpp"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <memory>
@@ -104,6 +105,22 @@ std::string refusal_of(const sdp_media_t& media) {
            "\r\n";
 }
 
+// The parser gives a whole description up for a map without a clock rate, even for one of a stream
+// that would be refused. A receiver ignores what it does not understand (RFC 4566 5.13).
+std::string without_incomplete_maps(std::string_view sdp) {
+    std::string kept;
+    while (!sdp.empty()) {
+        const std::string_view line = sdp.substr(0, std::min(sdp.find('\n'), sdp.size() - 1) + 1);
+        const std::size_t rate = line.find('/') + 1; // 0 when there is none
+        if (!line.starts_with("a=rtpmap:") ||
+            (rate != 0 && rate < line.size() && line[rate] >= '1' && line[rate] <= '9')) {
+            kept += line;
+        }
+        sdp.remove_prefix(line.size());
+    }
+    return kept;
+}
+
 // The first plain audio stream, or null; the others are refused in `lines`.
 const sdp_media_t* choose_stream(const sdp_session_t& session, std::vector<std::string>& lines) {
     const sdp_media_t* chosen = nullptr;
@@ -158,8 +175,9 @@ std::variant<media_choice, std::string_view> choose_media(std::string_view sdp,
                                                           const address_policy& policy,
                                                           std::string_view source,
                                                           const codec* only) {
+    const std::string text = without_incomplete_maps(sdp);
     const std::unique_ptr<sdp_parser_t, parser_deleter> parser(
-        sdp_parse(nullptr, sdp.data(), static_cast<issize_t>(sdp.size()), 0));
+        sdp_parse(nullptr, text.data(), static_cast<issize_t>(text.size()), 0));
     const sdp_session_t* session = parser ? sdp_session(parser.get()) : nullptr;
     if (session == nullptr) {
         return "the session description is malformed";

@@ -50,8 +50,10 @@ void write_refusals(writer& to, const counters& totals) {
     const std::string name = "refused_calls_total";
     to.describe(name, "counter", "Requests refused, by SIP status.");
     for (const auto& [status, kind] :
-         {std::pair{"404", event_kind::no_room}, std::pair{"415", event_kind::foreign_body},
-          std::pair{"488", event_kind::no_codec}, std::pair{"503", event_kind::no_daemon}}) {
+         {std::pair{"404", event_kind::no_room},
+          std::pair{"406", event_kind::no_description_wanted},
+          std::pair{"415", event_kind::foreign_body}, std::pair{"488", event_kind::no_codec},
+          std::pair{"503", event_kind::no_daemon}}) {
         to.sample(name, totals.total(kind), std::string(",status=\"") + status + '"');
     }
 }

@@ -16,6 +16,7 @@ enum class event_kind {
     no_daemon,
     no_room,
     foreign_body,
+    no_description_wanted,
     left,
     hung_up
 };
@@ -29,7 +30,7 @@ class counters {
     }
 
   private:
-    std::array<std::uint64_t, 8> totals{};
+    std::array<std::uint64_t, 9> totals{};
 };
 
 /** What is so at the moment. */

@@ -58,6 +58,8 @@ event_kind refusal_of(int status) {
     switch (status) {
     case 404:
         return event_kind::no_room;
+    case 406:
+        return event_kind::no_description_wanted;
     case 415:
         return event_kind::foreign_body;
     case 488:
@@ -65,6 +67,16 @@ event_kind refusal_of(int status) {
     default:
         return event_kind::no_daemon;
     }
+}
+
+// Without the header a caller takes descriptions (RFC 3261 20.1).
+bool takes_descriptions(const sip_accept_t* accepted) {
+    bool takes = accepted == nullptr;
+    for (; accepted != nullptr && !takes; accepted = accepted->ac_next) {
+        const std::string_view type = accepted->ac_type ? accepted->ac_type : "";
+        takes = type == "application/sdp" || type == "application/*" || type == "*/*";
+    }
+    return takes;
 }
 
 std::string printable(const url_t* url) {
@@ -164,10 +176,14 @@ void exchange::invited(nua_handle_t* handle, const sip_t* sip) {
     }
 }
 
-// False when the request is refused for its body. A stranger may send such at any rate, so there is
+// False when the request is refused for its body, or for what ours would be. A stranger may send such at any rate, so there is
 // no call yet which would write to the log.
 bool exchange::read_offer(nua_handle_t* handle, const sip_t* sip,
                           std::optional<media_choice>& offer) {
+    if (!takes_descriptions(sip->sip_accept)) {
+        refuse(handle, SIP_406_NOT_ACCEPTABLE, "it accepts no session description");
+        return false;
+    }
     const auto description = session_description_of(sip);
     if (!description) {
         refuse(handle, SIP_415_UNSUPPORTED_MEDIA, "its body is no session description");

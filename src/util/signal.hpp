@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <type_traits>
 #include <vector>
 
@@ -27,6 +28,8 @@ class DelegateMemento {
         }
         return std::memcmp(method.data(), other.method.data(), method.size()) < 0;
     }
+
+    [[nodiscard]] bool is_bound() const { return object != nullptr; }
 
   protected:
     static constexpr std::size_t method_bytes = 2 * sizeof(void*);
@@ -90,9 +93,11 @@ template <class Object, class Class, class... Args>
 template <class Delegate>
 class delegate_list {
   public:
-    [[nodiscard]] const Delegate* begin() const { return more.empty() ? &lone : more.data(); }
-    [[nodiscard]] const Delegate* end() const { return begin() + count; }
-    [[nodiscard]] std::size_t size() const { return count; }
+    [[nodiscard]] const Delegate* begin() const { return several ? several->data() : &lone; }
+    [[nodiscard]] const Delegate* end() const { return begin() + size(); }
+    [[nodiscard]] std::size_t size() const {
+        return several ? several->size() : lone.is_bound() ? 1 : 0;
+    }
 
     [[nodiscard]] bool contains(const Delegate& wanted) const {
         return std::binary_search(begin(), end(), wanted);
@@ -102,35 +107,34 @@ class delegate_list {
         if (contains(added)) {
             return;
         }
-        if (count == 0) {
+        if (size() == 0) {
             lone = added;
         } else {
-            if (more.empty()) {
-                more.push_back(lone);
+            if (!several) {
+                several = std::make_unique<std::vector<Delegate>>(1, lone);
             }
-            more.insert(std::lower_bound(more.begin(), more.end(), added), added);
+            several->insert(std::lower_bound(several->begin(), several->end(), added), added);
         }
-        count += 1;
     }
 
     void erase(const Delegate& removed) {
         if (!contains(removed)) {
             return;
         }
-        count -= 1;
-        if (!more.empty()) {
-            more.erase(std::lower_bound(more.begin(), more.end(), removed));
-            lone = more.front();
-            if (more.size() == 1) {
-                more = {};
-            }
+        if (!several) {
+            lone = {};
+            return;
+        }
+        several->erase(std::lower_bound(several->begin(), several->end(), removed));
+        if (several->size() == 1) {
+            lone = several->front();
+            several.reset();
         }
     }
 
   private:
-    std::size_t count = 0;
-    Delegate lone;              // while there is one
-    std::vector<Delegate> more; // all of them, while there are several
+    Delegate lone; // while there is one
+    std::unique_ptr<std::vector<Delegate>> several;
 };
 
 /** The ordered set of delegates behind a signal, and the emission over it.
@@ -150,7 +154,7 @@ class delegate_set {
     delegate_set& operator=(const delegate_set&) = delete;
     ~delegate_set() {
         for (emission* running = innermost; running != nullptr; running = running->outer) {
-            running->signal_gone = true;
+            running->signal_gone = running->signal_gone || running->set == this;
         }
     }
 
@@ -174,24 +178,18 @@ class delegate_set {
   private:
     /** One running emission; lives on the emitter's stack, which outlives the signal if need be. */
     struct emission {
-        explicit emission(delegate_set& emitting) : set(emitting), outer(emitting.innermost) {
-            set.innermost = this;
-        }
+        explicit emission(const delegate_set* emitting) : set(emitting) { innermost = this; }
         emission(const emission&) = delete;
         emission& operator=(const emission&) = delete;
-        ~emission() {
-            if (!signal_gone) {
-                set.innermost = outer;
-            }
-        }
+        ~emission() { innermost = outer; }
 
-        delegate_set& set;
-        emission* outer;
+        const delegate_set* const set;
+        emission* const outer = innermost;
         bool signal_gone = false;
     };
 
     void walk(const delegate* copy, std::size_t count, const Args&... args) {
-        emission running(*this);
+        emission running(this);
         for (const delegate* listener = copy; listener != copy + count; ++listener) {
             if (listeners.contains(*listener)) {
                 (*listener)(args...);
@@ -203,10 +201,10 @@ class delegate_set {
     }
 
     delegate_list<delegate> listeners;
-    emission* innermost = nullptr;
+    inline static emission* innermost = nullptr; // of all signals with these arguments
 };
 
-/** A signal without arguments. */
+/** A signal without arguments. Few of them have a listener: they take memory from the first one on. */
 template <class Result = void>
 class signal0 {
     static_assert(std::is_void_v<Result>, "listeners return nothing");
@@ -214,20 +212,29 @@ class signal0 {
   public:
     template <class Object, class Class>
     void connect(Object* object, void (Class::*method)()) {
-        listeners.insert(MakeDelegate(object, method));
+        if (!listeners) {
+            listeners = std::make_unique<delegate_set<>>();
+        }
+        listeners->insert(MakeDelegate(object, method));
     }
 
     template <class Object, class Class>
     void disconnect(Object* object, void (Class::*method)()) {
-        listeners.erase(MakeDelegate(object, method));
+        if (listeners) {
+            listeners->erase(MakeDelegate(object, method));
+        }
     }
 
-    void emit() { listeners.emit(); }
+    void emit() {
+        if (listeners) {
+            listeners->emit();
+        }
+    }
     void operator()() { emit(); }
-    [[nodiscard]] int connections() const { return listeners.size(); }
+    [[nodiscard]] int connections() const { return listeners ? listeners->size() : 0; }
 
   private:
-    delegate_set<> listeners;
+    std::unique_ptr<delegate_set<>> listeners;
 };
 
 /** A signal with one argument. A listener that takes it by value gets a copy of its own. Its change notifier fires after

@@ -19,40 +19,42 @@ constexpr int udp_header_bytes = 8;
 constexpr int link_header_bytes = 4;
 
 template <class Value>
-void put(pkt_hdr_pcap& header, int offset, Value value) {
-    std::memcpy(header.bytes.data() + offset, &value, sizeof value);
+void put(pcap_record_header& header, int offset, Value value) {
+    std::memcpy(header.data() + offset, &value, sizeof value);
 }
 
-void put_be16(pkt_hdr_pcap& header, int offset, int value) {
+void put_be16(pcap_record_header& header, int offset, int value) {
     put(header, offset, htons(static_cast<std::uint16_t>(value)));
 }
 
 } // namespace
 
-pkt_hdr_pcap::pkt_hdr_pcap(const sockaddr_in& source, const sockaddr_in& destination) {
-    put(*this, 16, std::uint32_t{AF_INET});
-    put(*this, 20, std::uint8_t{0x45}); // IPv4, header of five words
-    put(*this, 28, std::uint8_t{127});  // time to live
-    put(*this, 29, std::uint8_t{IPPROTO_UDP});
-    put(*this, 32, source.sin_addr.s_addr);
-    put(*this, 36, destination.sin_addr.s_addr);
-    put(*this, 40, source.sin_port);
-    put(*this, 42, destination.sin_port);
-}
+pkt_hdr_pcap::pkt_hdr_pcap(const sockaddr_in& source, const sockaddr_in& destination)
+    : source_address(source.sin_addr), destination_address(destination.sin_addr),
+      source_port_be(source.sin_port), destination_port_be(destination.sin_port) {}
 
-void pkt_hdr_pcap::stamp(unsigned seconds, unsigned microseconds, int len) {
+pcap_record_header pkt_hdr_pcap::stamp(unsigned seconds, unsigned microseconds, int len) {
     const int datagram_bytes = ip_header_bytes + udp_header_bytes + len;
     const auto record_bytes = static_cast<std::uint32_t>(link_header_bytes + datagram_bytes);
-    put(*this, 0, std::uint32_t{seconds});
-    put(*this, 4, std::uint32_t{microseconds});
-    put(*this, 8, record_bytes);
-    put(*this, 12, record_bytes);
-    put_be16(*this, 22, datagram_bytes);
     identification = static_cast<std::uint16_t>(identification + 1);
-    put_be16(*this, 24, identification);
-    put(*this, 30, std::uint16_t{0});
-    put(*this, 30, iphdr_cksum(bytes.data() + ip_offset, ip_header_bytes));
-    put_be16(*this, 44, udp_header_bytes + len);
+    pcap_record_header header{};
+    put(header, 0, std::uint32_t{seconds});
+    put(header, 4, std::uint32_t{microseconds});
+    put(header, 8, record_bytes);
+    put(header, 12, record_bytes);
+    put(header, 16, std::uint32_t{AF_INET});
+    put(header, 20, std::uint8_t{0x45}); // IPv4, header of five words
+    put_be16(header, 22, datagram_bytes);
+    put_be16(header, 24, identification);
+    put(header, 28, std::uint8_t{127}); // time to live
+    put(header, 29, std::uint8_t{IPPROTO_UDP});
+    put(header, 32, source_address);
+    put(header, 36, destination_address);
+    put(header, 30, iphdr_cksum(header.data() + ip_offset, ip_header_bytes));
+    put(header, 40, source_port_be);
+    put(header, 42, destination_port_be);
+    put_be16(header, 44, udp_header_bytes + len);
+    return header;
 }
 
 const std::array<char, 24>& pcap_global_header() {

@@ -11,23 +11,28 @@ namespace vocalink {
 
 inline constexpr int pcap_record_header_bytes = 48;
 
-/** The prefix of every record, used as a template for the packets of one direction.
- *
- *  Record header and link header (address family), 20 bytes, are little-endian; the IPv4 header
- *  from byte 20 and the UDP header from byte 40 are in network order. */
-struct pkt_hdr_pcap {
-    std::array<char, pcap_record_header_bytes> bytes{};
+/** The prefix of one record. Record header and link header (address family), 20 bytes, are
+ *  little-endian; the IPv4 header from byte 20 and the UDP header from byte 40 are in network order. */
+using pcap_record_header = std::array<char, pcap_record_header_bytes>;
 
+/** Makes the prefixes of one direction's packets. A stream keeps one for each direction, recorded or
+ *  not, so this holds only what differs from stream to stream. */
+class pkt_hdr_pcap {
+  public:
     pkt_hdr_pcap() = default;
-    /** A template for packets from one address to another. */
+    /** For packets from one address to another. */
     pkt_hdr_pcap(const sockaddr_in& source, const sockaddr_in& destination);
 
-    /** Makes it the prefix of the next packet: time, lengths, identification and checksum.
+    /** The prefix of the next packet, with time, lengths, identification and checksum.
      *  @param seconds, microseconds  of the capture
      *  @param len  bytes of the RTP packet, header included */
-    void stamp(unsigned seconds, unsigned microseconds, int len);
+    [[nodiscard]] pcap_record_header stamp(unsigned seconds, unsigned microseconds, int len);
 
   private:
+    in_addr source_address{};
+    in_addr destination_address{};
+    in_port_t source_port_be = 0;
+    in_port_t destination_port_be = 0;
     std::uint16_t identification = 0; // of the packet before
 };
 

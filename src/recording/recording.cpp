@@ -33,9 +33,9 @@ recording::~recording() {
     }
 }
 
-void recording::record(const pkt_hdr_pcap& header, const char* packet, int len) {
+void recording::record(const pcap_record_header& header, const char* packet, int len) {
     if (keeps_headers()) {
-        if (!sink.append(header.bytes, std::span(packet, static_cast<std::size_t>(len)))) {
+        if (!sink.append(header, std::span(packet, static_cast<std::size_t>(len)))) {
             count_dropped();
         }
         return;

@@ -47,9 +47,9 @@ class recording {
     }
 
     /** Records one packet.
-     *  @param header  stamped for this packet where headers are kept
+     *  @param header  of this packet where headers are kept
      *  @param packet  len bytes, RTP header included */
-    void record(const pkt_hdr_pcap& header, const char* packet, int len);
+    void record(const pcap_record_header& header, const char* packet, int len);
 
   private:
     [[nodiscard]] static std::timespec monotonic_time();

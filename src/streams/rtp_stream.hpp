@@ -146,7 +146,7 @@ class rtp_stream : public stream {
     /** Header template and payload of the packets that this stream makes itself. */
     alignas(4) std::array<char, rtp_header_bytes + usual_frame_samples> own_packet{};
     event_numbering relayed_events;
-    pkt_hdr_pcap pcap_in; // templates of recorded packets, from the addresses at creation
+    pkt_hdr_pcap pcap_in; // headers of recorded packets, by the addresses at creation
     pkt_hdr_pcap pcap_out;
     line_quality line; // measured in conferences
 

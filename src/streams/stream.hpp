@@ -195,10 +195,10 @@ class alignas(cache_line_bytes) stream {
     /** "TIMEOUT STREAM id" and the counters, as a notice. */
     void emit_timeout_event();
     /** Hands a packet to the recordings that take it; does nothing while there are none.
-     *  @param hdr  the template of the packet's direction; stamped where a recording keeps headers
+     *  @param headers  of the packet's direction
      *  @param packet  len bytes, RTP header included
      *  @param waited_s  since it arrived */
-    void log_packet(pkt_hdr_pcap& hdr, const char* packet, int len, RecordingDirs dir,
+    void log_packet(pkt_hdr_pcap& headers, const char* packet, int len, RecordingDirs dir,
                     bool is_audio, double waited_s = 0.0);
     /** Splits a wall-clock time into whole seconds and microseconds, both truncated. */
     static void dtime2ts(double t, unsigned* sec, unsigned* usec);

@@ -22,11 +22,12 @@ void stream::release_recording(const std::string& recording_name) {
     }
 }
 
-void stream::log_packet(pkt_hdr_pcap& hdr, const char* packet, int len, RecordingDirs dir,
+void stream::log_packet(pkt_hdr_pcap& headers, const char* packet, int len, RecordingDirs dir,
                         bool is_audio, double waited_s) {
     if (recordings.empty()) {
         return;
     }
+    pcap_record_header header;
     bool stamped = false;
     for (const auto& [recording_name, running] : recordings) {
         if (!running->takes(dir, is_audio)) {
@@ -36,10 +37,10 @@ void stream::log_packet(pkt_hdr_pcap& hdr, const char* packet, int len, Recordin
             unsigned seconds = 0;
             unsigned microseconds = 0;
             dtime2ts(util::wall_clock_now() - waited_s, &seconds, &microseconds);
-            hdr.stamp(seconds, microseconds, len);
+            header = headers.stamp(seconds, microseconds, len);
             stamped = true;
         }
-        running->record(hdr, packet, len);
+        running->record(header, packet, len);
     }
 }
 

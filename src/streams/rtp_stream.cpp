@@ -44,8 +44,8 @@ const sockaddr* generic(const sockaddr_in& address) {
 } // namespace
 
 rtp_stream::rtp_stream(std::string stream_id, std::string local_ip, std::string remote_ip,
-                       int remote_port, std::string encoding_word)
-    : stream(std::move(stream_id), std::move(encoding_word), kind_rtp),
+                       int remote_port, std::string_view encoding)
+    : stream(std::move(stream_id), encoding, kind_rtp),
       encoder(codec.hears_mix ? codec.new_encoder() : nullptr),
       decoder(codec.heard_in_mix ? codec.new_decoder() : nullptr) {
     local_addr.sin_family = AF_INET;

@@ -44,7 +44,7 @@ class rtp_stream : public stream {
      *          none of this machine's or no address at all, and others when the system refuses a
      *          socket */
     rtp_stream(std::string id, std::string local_ip, std::string remote_ip, int remote_port,
-               std::string encoding);
+               std::string_view encoding);
     ~rtp_stream() override;
 
     /** The dotted address; padded to three digits a number for aligned listings. */

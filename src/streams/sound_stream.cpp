@@ -15,10 +15,9 @@ namespace vocalink {
 using util::log_line;
 
 sound_stream::sound_stream(std::string stream_id, std::string path, bool loop_file,
-                           std::string encoding_word, std::shared_ptr<sound_frames> frames)
-    : timer_stream(std::move(stream_id), std::move(encoding_word), kind_sound),
-      filename(std::move(path)), loopflag(loop_file),
-      file(std::move(frames), static_cast<std::size_t>(frame_bytes)),
+                           std::string_view encoding, std::shared_ptr<sound_frames> frames)
+    : timer_stream(std::move(stream_id), encoding, kind_sound), filename(std::move(path)),
+      loopflag(loop_file), file(std::move(frames), static_cast<std::size_t>(frame_bytes)),
       decoder(codec.file_in_mix ? codec.new_decoder() : nullptr) {
     if (!file.is_open()) {
         log_line("stream", id) << "could not open sound file " << filename;

@@ -22,7 +22,7 @@ class sound_stream : public timer_stream {
     /** @param frames  the file as the reader opened it, or null for whatever is not a readable regular
      *                 file
      *  @throws stream_exception "Could not open sound file" for the latter */
-    sound_stream(std::string id, std::string filename, bool loop, std::string encoding,
+    sound_stream(std::string id, std::string filename, bool loop, std::string_view encoding,
                  std::shared_ptr<sound_frames> frames);
 
     int read_incoming_rtp(char* buf, int len, bool drain) override;

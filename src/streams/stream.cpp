@@ -14,10 +14,9 @@ namespace vocalink {
 using util::log_line;
 using util::loop_now;
 
-stream::stream(std::string stream_id, std::string encoding_word, stream_kind kind)
-    : codec(codec_of_word(encoding_word)), payload(codec.payload), frame_bytes(codec.frame_bytes),
-      id(std::move(stream_id)), encoding(std::move(encoding_word)), type(kind),
-      last_rx_time(loop_now()), prev_rx_time(last_rx_time) {
+stream::stream(std::string stream_id, std::string_view encoding, stream_kind kind)
+    : codec(codec_of_word(encoding)), payload(codec.payload), frame_bytes(codec.frame_bytes),
+      id(std::move(stream_id)), type(kind), last_rx_time(loop_now()), prev_rx_time(last_rx_time) {
     sync_signal.changed.connect(this, &stream::handle_sync_signal_changed);
 }
 

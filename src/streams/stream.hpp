@@ -45,7 +45,8 @@ enum stream_kind : int {
  *  deleted_signal. Loop thread only. */
 class alignas(cache_line_bytes) stream {
   public:
-    stream(std::string id, std::string encoding, stream_kind kind = kind_other);
+    /** @param encoding  word of the codec */
+    stream(std::string id, std::string_view encoding, stream_kind kind = kind_other);
     stream(const stream&) = delete;
     stream& operator=(const stream&) = delete;
     virtual ~stream();
@@ -64,8 +65,6 @@ class alignas(cache_line_bytes) stream {
 
     /** What this stream is called within its connection. */
     const std::string id;
-    /** The codec word given at creation. */
-    const std::string encoding;
 
     /** Emitted once with the id, by the base destructor: listeners may use the base part alone. */
     util::signal1<std::string> deleted_signal;

@@ -4,12 +4,12 @@
 
 namespace vocalink {
 
-timer_stream::timer_stream(std::string stream_id, std::string encoding_word, stream_kind kind)
-    : stream(std::move(stream_id), std::move(encoding_word), kind) {}
+timer_stream::timer_stream(std::string stream_id, std::string_view encoding, stream_kind kind)
+    : stream(std::move(stream_id), encoding, kind) {}
 
 void timer_stream::enable_stream_loop() {
     constexpr double first_frame_s = 0.02;
-    const double frame_s = encoding == "ILBC30" ? 0.03 : 0.02;
+    const double frame_s = frame_samples() == max_frame_samples ? 0.03 : 0.02;
     frame_timer.set<timer_stream, &timer_stream::timer_stream_callback>(this);
     frame_timer.start(first_frame_s, frame_s);
     stream::enable_stream_loop();

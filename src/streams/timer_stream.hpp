@@ -12,7 +12,7 @@ namespace vocalink {
 /** A stream that emits its sync_signal at the pace of its frames while somebody listens to it. */
 class timer_stream : public stream {
   public:
-    timer_stream(std::string id, std::string encoding, stream_kind kind);
+    timer_stream(std::string id, std::string_view encoding, stream_kind kind);
 
     void enable_stream_loop() override;
     void disable_stream_loop() override;

@@ -155,9 +155,9 @@ class rtp_stream : public stream {
     std::unique_ptr<sap_announcer> sap; // of a stream that sends to a multicast group
     long long encrypt_failures = 0;
     long long decrypt_failures = 0;
-    rtp_figures settled_figures{};
-    long long no_rtp_packets = 0;      // received
-    long long wrong_size_packets = 0;  // of audio
+    std::unique_ptr<rtp_figures> settled_figures; // since somebody has asked for figures
+    long long no_rtp_packets = 0;                 // received
+    long long wrong_size_packets = 0;             // of audio
     std::bitset<128> logged_types;     // unknown payload types that have had their log line
     long long suppressed_types = 0;    // packets of such types since
     util::repeat_guard unheard;        // packets of another size than this stream takes

@@ -15,7 +15,10 @@ const rtp_figures& rtp_stream::total_figures() {
 }
 
 void rtp_stream::settle_figures() {
-    totals.add(settled_figures, figures());
+    if (!settled_figures) {
+        settled_figures = std::make_unique<rtp_figures>();
+    }
+    totals.add(*settled_figures, figures());
 }
 
 rtp_figures rtp_stream::figures() const {

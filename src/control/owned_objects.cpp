@@ -22,7 +22,7 @@ void owned_objects::enter(stream& created) {
     streams_created += 1;
     streams_by_id[created.id] = &created;
     created.deleted_signal.connect(this, &owned_objects::handle_deleted_stream);
-    const auto entry = notices_by_stream.try_emplace(created.id, created.id, notify_signal).first;
+    const auto entry = notices.try_emplace(&created, created.id, notify_signal).first;
     created.notify_signal.connect(&entry->second, &stream_notices::handle_notification);
 }
 
@@ -34,8 +34,9 @@ void owned_objects::enter(bridge& created) {
 }
 
 void owned_objects::handle_deleted_stream(std::string id) {
-    streams_by_id.erase(id);
-    notices_by_stream.erase(id);
+    const auto entry = streams_by_id.find(id);
+    notices.erase(entry->second);
+    streams_by_id.erase(entry);
 }
 
 void owned_objects::handle_deleted_bridge(std::string id) {

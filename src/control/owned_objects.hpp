@@ -59,7 +59,7 @@ class owned_objects {
     // Raw pointers, because each may end itself; its deletion signal then erases its entry.
     stream_map streams_by_id;
     bridge_map bridges_by_id;
-    std::map<std::string, stream_notices> notices_by_stream;
+    std::map<const stream*, stream_notices> notices;
     int streams_created = 0; // for a debugger
     int bridges_created = 0;
 };

@@ -15,8 +15,9 @@ constexpr int logged_per_second = 50; // no telephone and no caller comes near i
 
 } // namespace
 
-stream_notices::stream_notices(std::string stream_id, util::signal1<const notice&>& next_signal)
-    : id(std::move(stream_id)), next(next_signal), log_rate(logged_per_second) {}
+stream_notices::stream_notices(const std::string& stream_id,
+                               util::signal1<const notice&>& next_signal)
+    : id(stream_id), next(next_signal), log_rate(logged_per_second) {}
 
 stream_notices::~stream_notices() {
     log_left_out();

@@ -19,8 +19,9 @@ struct notice {
  *  presses a second. The controller gets them all. Owned by owned_objects; loop thread only. */
 class stream_notices {
   public:
-    /** @param next  where notices go on; outlives this */
-    stream_notices(std::string stream_id, util::signal1<const notice&>& next);
+    /** @param stream_id  the stream's own
+     *  @param next  where notices go on; both outlive this */
+    stream_notices(const std::string& stream_id, util::signal1<const notice&>& next);
     stream_notices(const stream_notices&) = delete;
     stream_notices& operator=(const stream_notices&) = delete;
     /** Logs how many were left out and not yet told. */
@@ -32,7 +33,7 @@ class stream_notices {
   private:
     void log_left_out();
 
-    const std::string id;
+    const std::string& id;
     util::signal1<const notice&>& next;
     util::rate_guard log_rate;
 };

@@ -48,7 +48,8 @@ bool call::has_leg(std::string_view id) const {
     return (leg && leg->id() == id) || (next_leg && next_leg->id() == id);
 }
 
-void call::requested(nua_t* stack, const std::optional<media_choice>& offer, bool is_update) {
+void call::requested(nua_t* stack, const sip_t* message, const std::optional<media_choice>& offer,
+                     bool is_update) {
     if (over) {
         nua_respond(handle, SIP_481_NO_TRANSACTION, NUTAG_WITH_THIS(stack), TAG_END());
         return;
@@ -57,6 +58,7 @@ void call::requested(nua_t* stack, const std::optional<media_choice>& offer, boo
         nua_respond(handle, SIP_491_REQUEST_PENDING, NUTAG_WITH_THIS(stack), TAG_END());
         return;
     }
+    last_words.note_request(message);
     request = std::make_unique<kept_request>(stack);
     request_is_update = is_update;
     request_is_empty = !offer;
@@ -139,7 +141,8 @@ void call::refuse(std::string_view reason) {
     over = over || !answered;
 }
 
-void call::acknowledged(std::string_view sdp) {
+void call::acknowledged(const sip_t* ack, std::string_view sdp) {
+    last_words.note_ack(ack);
     if (!std::exchange(offered, false) || follow(sdp)) {
         settle();
     }
@@ -203,9 +206,17 @@ void call::hang_up(std::string_view reason) {
     }
     log("hung up: ", reason);
     owner.count().add(event_kind::hung_up);
-    over = true;
     release();
     nua_bye(handle, TAG_END());
+}
+
+void call::forgotten(nua_t* stack) {
+    if (!over) {
+        log("hung up: ", "no answer to a session refresh");
+        owner.count().add(event_kind::hung_up);
+    }
+    release();
+    last_words.say(stack); // even if BYE was said: it may have waited for that answer
 }
 
 void call::release() {

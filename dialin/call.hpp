@@ -2,6 +2,7 @@
 // One SIP call, from its INVITE to its end, and the caller's place in a room.
 #pragma once
 
+#include "farewell.hpp"
 #include "lobby.hpp"
 #include "media_leg.hpp"
 #include "room.hpp"
@@ -54,12 +55,15 @@ class call final : public party {
 
     /** A first INVITE, a re-INVITE or an UPDATE.
      *  @param offer  what was chosen of its session description, nothing when it has none */
-    void requested(nua_t* stack, const std::optional<media_choice>& offer, bool is_update);
+    void requested(nua_t* stack, const sip_t* message, const std::optional<media_choice>& offer,
+                   bool is_update);
     /** The caller has acknowledged our answer, or has answered our offer.
      *  @param answer  its session description, empty when we answered */
-    void acknowledged(std::string_view answer);
+    void acknowledged(const sip_t* ack, std::string_view answer);
     /** The caller has answered a session refresh of ours, which had no description, with one. */
     void refreshed(std::string_view offer);
+    /** The library forgets the dialog, because the caller does not answer a session refresh. */
+    void forgotten(nua_t* stack);
     /** A telephone event has begun. */
     void key(unsigned event);
     /** Says BYE and leaves the room. */
@@ -98,6 +102,7 @@ class call final : public party {
     nua_handle_t* handle;
     std::uint64_t number;
     invitation wanted;
+    farewell last_words;
     std::unique_ptr<kept_request> request; ///< that is to be answered
     bool request_is_update = false;
     bool request_is_empty = false; ///< it has no session description

@@ -130,17 +130,25 @@ void exchange::stack_event(nua_event_t event, int status, nua_handle_t* handle, 
         if (known == nullptr) {
             invited(handle, sip);
         } else if (std::optional<media_choice> offer; read_offer(handle, sip, offer)) {
-            known->requested(stack, offer, event == nua_i_update);
+            known->requested(stack, sip, offer, event == nua_i_update);
         }
         break;
     case nua_i_ack:
         if (known != nullptr) {
-            known->acknowledged(session_description_of(sip).value_or(""));
+            known->acknowledged(sip, session_description_of(sip).value_or(""));
         }
         break;
-    case nua_r_invite: // a session refresh of ours
-        if (known != nullptr && status >= 200 && status < 300) {
+    case nua_r_invite: // a session refresh of ours, as is UPDATE
+    case nua_r_update:
+        if (known != nullptr && (status == 408 || status == 481)) {
+            known->forgotten(stack);
+        } else if (known != nullptr && event == nua_r_invite && status >= 200 && status < 300) {
             known->refreshed(session_description_of(sip).value_or(""));
+        }
+        break;
+    case nua_r_method: // a BYE outside of what the library knows
+        if (status >= 200) {
+            nua_handle_destroy(handle);
         }
         break;
     case nua_i_options:
@@ -172,7 +180,7 @@ void exchange::invited(nua_handle_t* handle, const sip_t* sip) {
     } else if (calls.size() >= settings.most_calls) {
         refuse(handle, SIP_503_SERVICE_UNAVAILABLE, "too many calls");
     } else if (read_offer(handle, sip, offer)) {
-        begin_call(handle, sip, room, *pin).requested(stack, offer, false);
+        begin_call(handle, sip, room, *pin).requested(stack, sip, offer, false);
     }
 }
 

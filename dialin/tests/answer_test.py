@@ -219,6 +219,28 @@ class AWorldThatFails(ExchangeTest):
         self.assertEqual(self.front_end.process.wait(5.5), 0)
 
 
+class InAHurry(ExchangeTest):
+    clock = next(pathlib.Path("/usr/lib").glob("*/faketime/libfaketime.so.1"), None)
+    environment = {"LD_PRELOAD": str(clock), "FAKETIME": "+0 x10",
+                   "ASAN_OPTIONS": "verify_asan_link_order=0"}
+    options = ("--silence", "86400")
+
+    @unittest.skipUnless(clock, "no libfaketime (Debian: faketime)")
+    def test_says_bye_when_a_session_refresh_is_not_answered(self):
+        callers = {method: Signaller(self) for method in ("INVITE", "UPDATE")}
+        for method, caller in callers.items():
+            self.assertEqual(caller.invite(body=description(), headers=[
+                "Supported: timer", "Session-Expires: 90;refresher=uas",
+                f"Allow: ACK, BYE, {method}"]).status, 200)
+        for method, caller in callers.items():
+            numbers = {}
+            while "BYE" not in numbers:
+                number, name = caller.receive().header("CSeq").split()
+                numbers[name] = int(number)
+            self.assertEqual(set(numbers), {method, "BYE"})
+            self.assertGreater(numbers["BYE"], numbers[method])
+
+
 class OutsideLoopback(ExchangeTest):
     address = "0.0.0.0"
 

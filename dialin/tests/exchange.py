@@ -72,9 +72,11 @@ class Process:
 
 
 class ExchangeTest(unittest.TestCase):
-    """A test with a daemon and a front end; `options` go to the front end, bound to `address`."""
+    """A test with a daemon and a front end, bound to `address`; `options` and `environment` are the
+    front end's."""
 
     options = ()
+    environment = {}
     address = LOOPBACK
 
     def setUp(self):
@@ -89,7 +91,7 @@ class ExchangeTest(unittest.TestCase):
     def start_front_end(self):
         front_end = self.start(
             FRONT_END, "-s", self.socket, "-b", f"{self.address}:{self.port}", "--sounds", SOUNDS,
-            *self.options)
+            *self.options, env={**os.environ, **self.environment})
         front_end.wait_for("connected to")
         front_end.wait_for(f"answering SIP on {self.address}:{self.port}\n")
         return front_end

@@ -2,6 +2,7 @@
 // Answers SIP calls and puts them into rooms: the SIP library's side.
 #include "exchange.hpp"
 #include "log_line.hpp"
+#include "registration.hpp"
 #include "session_body.hpp"
 
 #include <array>
@@ -102,10 +103,12 @@ void exchange::open_stack() {
     if (stack == nullptr) {
         throw std::runtime_error("cannot answer SIP on " + settings.address + ':' + settings.port);
     }
+    const std::string allowed =
+        std::string(allowed_methods) + (settings.accepts_registers ? ", REGISTER" : "");
     // Offers and answers are ours: the library's own would be free to choose other codecs than the
     // leg has.
     nua_set_params(stack, NUTAG_MEDIA_ENABLE(0), NUTAG_AUTOACK(0),
-                   SIPTAG_ALLOW_STR(allowed_methods), NUTAG_APPL_METHOD("OPTIONS, UPDATE"),
+                   SIPTAG_ALLOW_STR(allowed.c_str()), NUTAG_APPL_METHOD("OPTIONS, UPDATE"),
                    NUTAG_AUTOANSWER(0), NUTAG_AUTOALERT(0), NUTAG_SUPPORTED("timer, 100rel"),
                    NUTAG_SESSION_TIMER(session_expires_s), NUTAG_MIN_SE(least_session_s),
                    NUTAG_UPDATE_REFRESH(0),
@@ -149,6 +152,11 @@ void exchange::stack_event(nua_event_t event, int status, nua_handle_t* handle, 
     case nua_r_method: // a BYE outside of what the library knows
         if (status >= 200) {
             nua_handle_destroy(handle);
+        }
+        break;
+    case nua_i_register:
+        if (status < 200) {
+            answer_registration(stack, handle, sip);
         }
         break;
     case nua_i_options:

@@ -2,23 +2,18 @@
 // The BYE in a dialog that the SIP library has forgotten.
 #include "farewell.hpp"
 
-#include <memory>
+#include "su_home.hpp"
 
 #include <sofia-sip/sip.h>
 #include <sofia-sip/sip_header.h>
 #include <sofia-sip/sip_tag.h>
-#include <sofia-sip/su_alloc.h>
 
 namespace vocalink::dialin {
 
 namespace {
 
-struct home_deleter {
-    void operator()(su_home_t* home) const { su_home_unref(home); }
-};
-
 std::string value_of(const void* header) {
-    const std::unique_ptr<su_home_t, home_deleter> home(su_home_create());
+    const home_ptr home(su_home_create());
     const char* text =
         header ? sip_header_as_string(home.get(), static_cast<const sip_header_t*>(header))
                : nullptr;
@@ -29,7 +24,7 @@ std::string value_of(const void* header) {
 
 void farewell::note_request(const sip_t* request) {
     if (request->sip_contact != nullptr) {
-        const std::unique_ptr<su_home_t, home_deleter> home(su_home_create());
+        const home_ptr home(su_home_create());
         target = url_as_string(home.get(), request->sip_contact->m_url);
     }
     if (!call_id.empty()) {

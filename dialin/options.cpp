@@ -21,6 +21,7 @@ constexpr const char* usage =
     "  -b, --bind ADDRESS[:PORT]  where SIP calls are answered, UDP and TCP; port 5060\n"
     "      --rooms FILE           rooms that there are, one a line, each with its PIN if any\n"
     "      --media-same           send media only to the address that the call came from\n"
+    "      --accept-register      answer REGISTER with 200, for softphones that insist; no more\n"
     "      --silence SECONDS      hang up a caller without media; 60\n"
     "      --calls NUMBER         most calls at once; 4000\n"
     "      --metrics FILE         counters in the Prometheus text format, every 5 s\n"
@@ -61,6 +62,8 @@ void set(options& result, const std::string& name, const std::string& value) {
         result.sounds = value;
     } else if (name == "media-same") {
         result.addresses.only_the_same = true;
+    } else if (name == "accept-register") {
+        result.accepts_registers = true;
     } else if (name == "silence") {
         result.silence = std::chrono::seconds(number(name, value, 86'400));
     } else if (name == "calls") {
@@ -80,10 +83,11 @@ void set_list(options& result, std::string_view list) {
     }
 }
 
-constexpr std::array<option, 11> long_options{{{"socket", required_argument, nullptr, 's'},
+constexpr std::array<option, 12> long_options{{{"socket", required_argument, nullptr, 's'},
                                                {"bind", required_argument, nullptr, 'b'},
                                                {"rooms", required_argument, nullptr, 0},
                                                {"media-same", no_argument, nullptr, 0},
+                                               {"accept-register", no_argument, nullptr, 0},
                                                {"silence", required_argument, nullptr, 0},
                                                {"calls", required_argument, nullptr, 0},
                                                {"metrics", required_argument, nullptr, 0},

@@ -21,6 +21,7 @@ struct options {
     std::chrono::seconds silence{60};            ///< without media, then a caller is hung up
     std::size_t most_calls = 4000;
     address_policy addresses{false, false};
+    bool accepts_registers = false; ///< answers REGISTER, and keeps nothing
 };
 
 /** Reads the command line. Writes what --help and --version say to standard output.

@@ -2,21 +2,17 @@
 // The session description in the body of a SIP message.
 #include "session_body.hpp"
 
-#include <memory>
+#include "su_home.hpp"
+
 #include <string_view>
 
 #include <sofia-sip/msg_header.h>
 #include <sofia-sip/msg_mime.h>
-#include <sofia-sip/su_alloc.h>
 #include <strings.h>
 
 namespace vocalink::dialin {
 
 namespace {
-
-struct home_deleter {
-    void operator()(su_home_t* home) const { su_home_unref(home); }
-};
 
 bool is_type(const msg_content_type_t* type, const char* wanted) {
     return type != nullptr && type->c_type != nullptr && ::strcasecmp(type->c_type, wanted) == 0;
@@ -37,7 +33,7 @@ bool is_plain(const msg_multipart_t& part) {
 
 std::optional<std::string> description_in_parts(const msg_content_type_t* type,
                                                 const msg_payload_t* payload) {
-    const std::unique_ptr<su_home_t, home_deleter> home(su_home_create());
+    const home_ptr home(su_home_create());
     // The parser works on a list and may change what is in it.
     msg_payload_t* copy = msg_payload_create(home.get(), payload->pl_data, payload->pl_len);
     const msg_multipart_t* part = copy ? msg_multipart_parse(home.get(), type, copy) : nullptr;

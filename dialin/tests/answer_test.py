@@ -6,7 +6,7 @@ import signal
 import time
 import unittest
 
-from exchange import ExchangeTest, until
+from exchange import LOOPBACK, ExchangeTest, until
 from signaller import Signaller, description, mixed
 
 MIXED = "multipart/mixed;boundary=b"
@@ -249,7 +249,7 @@ class OutsideLoopback(ExchangeTest):
 
 
 class NamedRooms(ExchangeTest):
-    options = ("--media-same", "--rooms", "rooms")
+    options = ("--media-same", "--accept-register", "--rooms", "rooms")
 
     def start_front_end(self):
         (self.folder / "rooms").write_text("# room PIN\nopen\nclosed 4711\n")
@@ -259,6 +259,12 @@ class NamedRooms(ExchangeTest):
         self.assertEqual(Signaller(self).invite(body=description(), room="100").status, 404)
         self.assertEqual(Signaller(self).invite(body=description(), room="open").status, 200)
         self.front_end.wait_for("entered room open")
+
+    def test_gives_contacts_back_to_who_registers(self):
+        phone = Signaller(self)
+        answer = phone.ask("REGISTER", headers=["Contact: <sip:elsewhere>;expires=0"])
+        self.assertEqual((answer.status, answer.header("Contact")), (
+            200, f"<sip:caller@{LOOPBACK}:{phone.port}>;expires=3600"))
 
     def test_sends_media_only_where_the_call_came_from(self):
         elsewhere = Signaller(self).invite(body=description(ip="127.0.0.2"), room="open")

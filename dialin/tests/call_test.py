@@ -147,11 +147,13 @@ class Rooms(ExchangeTest):
 
 
 class Load(ExchangeTest):
+    options = ("--accept-register",)  # branchc insists
 
     def start_built_in_callers(self):
-        """Those of SIPp but uac, and branchc, which wants to register; how many call."""
+        """Those of SIPp but uac."""
         twin = ("-3pcc", f"{LOOPBACK}:{free_port()}", "-m", 1)
-        callers = [sipp(self, "-sn", "regexp", "-m", 1), sipp(self, "-sn", "3pcc-C-B", *twin)]
+        callers = [sipp(self, "-sn", "regexp", "-m", 1), sipp(self, "-sn", "branchc", "-m", 1),
+                   sipp(self, "-sn", "3pcc-C-B", *twin)]
         until(callers[-1].log, "the other side to listen")
         callers.append(sipp(self, "-sn", "3pcc-C-A", *twin))
         recordings = pathlib.Path("/usr/share/sip-tester")
@@ -170,7 +172,7 @@ class Load(ExchangeTest):
         self.daemon.wait_for("removed stream call:", calls)
         self.assertEqual(self.front_end.log().count("answered with"), calls)
         self.assertEqual(self.front_end.end(), 0)
-        if len(callers) == 6:
+        if len(callers) == 7:
             self.assertIn("EVENT 1 ", self.daemon.log())  # the key that uac_pcap plays
 
 

@@ -9,24 +9,6 @@ from exchange import LOOPBACK, SKIPPED, free_port, until
 from media import read_wave, write_wave
 
 HERE = pathlib.Path(__file__).parent
-BARESIP_CONFIG = """
-sip_listen {ip}:0
-audio_player aubridge,nil
-audio_source aufile,{folder}/voice.wav
-ausrc_srate 8000
-auplay_srate 8000
-rtp_ports {rtp}-{rtp_end}
-module_path {modules}
-module cons.so
-module g711.so
-module aufile.so
-module aubridge.so
-module sndfile.so
-module_app account.so
-module_app menu.so
-cons_listen {ip}:{console}
-snd_path {folder}
-"""
 
 
 def need(*programs):
@@ -47,7 +29,7 @@ class Baresip:
         rtp = free_port() & ~1
         write_wave(self.folder / "voice.wav", frequency, 60)
         modules = next(pathlib.Path("/usr/lib").rglob("baresip/modules/menu.so")).parent
-        (self.folder / "config").write_text(BARESIP_CONFIG.format(
+        (self.folder / "config").write_text((HERE / "baresip.config").read_text().format(
             ip=LOOPBACK, folder=self.folder, rtp=rtp, rtp_end=rtp + 10, modules=modules,
             console=self.console))
         (self.folder / "accounts").write_text(

@@ -9,7 +9,7 @@ import unittest
 
 from exchange import LOOPBACK, ExchangeTest, free_port, until
 from media import Mirror, Voice, beeps, halves, hears, sine
-from signaller import Signaller, description
+from signaller import description, dial
 from telephones import HERE, Baresip, need, sipp
 
 ANNA, BRUNO, CARLA = 440, 780, 1130  # Hz, the callers' voices
@@ -18,13 +18,13 @@ ANNA, BRUNO, CARLA = 440, 780, 1130  # Hz, the callers' voices
 class Rooms(ExchangeTest):
     options = ("-o", "silence=3")
 
-    def dial(self, voice, room="100", codec="0 101", attributes=()):
-        """A caller of this test, in the room when this returns."""
-        caller = Signaller(self)
+    def call(self, voice, room="100", codec="0 101", attributes=()):
+        """A caller of this test, in the room or its lobby when this returns."""
         before = self.front_end.log().count("entered room")
-        offer = description(codec, port=voice.port, attributes=attributes)
-        voice.talk_to(caller.invite(room=room, body=offer))
-        self.front_end.wait_for("entered room", before + 1)
+        caller = dial(self, room=room, body=description(codec, voice.port, attributes=attributes))
+        voice.talk_to(caller.answer)
+        if room != "secret":
+            self.front_end.wait_for("entered room", before + 1)
         return caller
 
     def assert_hears(self, voice, *frequencies, silent=()):
@@ -59,8 +59,8 @@ class Rooms(ExchangeTest):
         pairs = []
         for payload_type, _ in kinds:
             voice, mirror = Voice(self, ANNA), Mirror(self)
-            self.dial(voice, room=payload_type)
-            self.dial(mirror, room=payload_type, codec=payload_type, attributes=ilbc)
+            self.call(voice, room=payload_type)
+            self.call(mirror, room=payload_type, codec=payload_type, attributes=ilbc)
             pairs.append((voice, mirror))
         time.sleep(0.7)  # the prompt for the first of each pair is no longer in its last half second
         for (payload_type, size), (voice, mirror) in zip(kinds, pairs):
@@ -71,7 +71,7 @@ class Rooms(ExchangeTest):
 
     def test_mute_hold_and_resume_by_a_telephone_and_another_that_dies(self):
         carla = Voice(self, CARLA)
-        self.dial(carla)
+        self.call(carla)
         anna, bruno = Baresip(self, "anna", ANNA), Baresip(self, "bruno", BRUNO)
         for phone in (anna, bruno):
             phone.call("100", self.port)
@@ -90,9 +90,9 @@ class Rooms(ExchangeTest):
 
     def test_prompts_the_lonely_and_tells_of_coming_and_going(self):
         anna, bruno = Voice(self), Voice(self)
-        self.dial(anna)
+        self.call(anna)
         until(lambda: any(anna.heard), "a prompt")
-        second = self.dial(bruno)
+        second = self.call(bruno)
         until(lambda: beeps(anna.heard, 600) == 1, "the tone of somebody coming")
         time.sleep(0.5)
         self.assertFalse(any(anna.listen(0.5)), "the prompt goes on")
@@ -104,7 +104,7 @@ class Rooms(ExchangeTest):
     def test_counts_for_the_asker_alone(self):
         voices = [Voice(self) for _ in range(3)]
         for voice in voices:
-            self.dial(voice)
+            self.call(voice)
         voices[0].press("*9")
         until(lambda: beeps(voices[0].heard, 800) >= 3, "three tones")
         time.sleep(0.5)
@@ -112,8 +112,8 @@ class Rooms(ExchangeTest):
 
     def test_records_the_room_between_two_presses(self):
         anna, bruno = Voice(self, ANNA), Voice(self, BRUNO)
-        self.dial(anna)
-        self.dial(bruno)
+        self.call(anna)
+        self.call(bruno)
         anna.press("*1")
         self.front_end.wait_for("recording to")
         until(lambda: beeps(bruno.heard, 1400) == 1, "the tone of a recording")
@@ -131,18 +131,13 @@ class Rooms(ExchangeTest):
         self.front_end.end()
         self.front_end = self.start_front_end()
         insider, outsider = Voice(self, ANNA), Voice(self, BRUNO)
-        callers = []
-        for voice in (insider, outsider):
-            caller = Signaller(self)
-            answer = caller.invite(room="secret", body=description(port=voice.port))
-            voice.talk_to(answer)
-            callers.append(caller)
+        callers = [self.call(voice, room="secret") for voice in (insider, outsider)]
         insider.press("1#47#")
         self.front_end.wait_for("entered room secret")
         outsider.press("1#")
         self.assert_hears(insider, silent=[BRUNO])
         outsider.press("4#470#")
-        self.assertEqual(callers[1].receive().first.split()[0], "BYE")
+        self.assertEqual(callers[1].receive().method, "BYE")
         self.assertEqual(self.front_end.log().count("entered room secret"), 1)
 
 

@@ -25,7 +25,8 @@ class Response:
     def __init__(self, text):
         head, _, self.body = text.partition("\r\n\r\n")
         self.first, _, self.headers = head.partition("\r\n")
-        self.status = int(self.first.split()[1]) if text.startswith("SIP/2.0 ") else 0
+        self.method, second = self.first.split()[:2]
+        self.status = int(second) if self.method == "SIP/2.0" else 0
 
     def header(self, name):
         found = re.search(rf"^{name}:\s*(.*?)\r?$", self.headers, re.M | re.I)
@@ -94,7 +95,15 @@ class Signaller:
 
     def invite(self, **arguments):
         """INVITE, final response and ACK."""
-        response = self.ask("INVITE", **arguments)
+        response = self.ask("INVITE", **{"body": description(), **arguments})
         branch = None if response.status < 300 else self.branch
         self.send("ACK", number=self.number, branch=branch)
         return response
+
+
+def dial(test, status=200, **arguments):
+    """A new caller, answered with a status; the whole is in `answer`."""
+    caller = Signaller(test)
+    caller.answer = caller.invite(**arguments)
+    test.assertEqual(caller.answer.status, status, arguments)
+    return caller

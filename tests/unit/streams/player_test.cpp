@@ -93,7 +93,7 @@ TEST_F(player_test, next_player_starts_when_the_last_has_left_the_device) {
     loop.run(ev::NOWAIT);
     EXPECT_EQ(content(path("log")), "");
     { const std::ofstream go_on(fifo); }
-    while (!std::filesystem::exists(path("device")) || content(path("log")).empty()) {
+    while (content(path("log")).empty() || !fs::exists(path("device"))) { // the next one's
         loop.run(ev::NOWAIT);
     }
     next.reset();
@@ -117,9 +117,8 @@ TEST_F(player_test, tone_stream_detects_what_is_generated_and_keeps_the_latest) 
             }
         };
         std::string all;
-        while (all.size() < 1100) {
+        for (; all.size() < 1100; all += digits) {
             send_digits();
-            all += digits;
         }
         EXPECT_EQ(s.write_outgoing(nullptr, 0), 0); // from a mix
         EXPECT_EQ(s.tones_detected(true), all.substr(all.size() - 1024));

@@ -9,7 +9,7 @@
 namespace vocalink {
 namespace {
 
-TEST(voice_codec, takes_whole_frames_only) {
+TEST(voice_codec, takes_whole_frames_only_and_each_talker_anew) {
     const voice_decoder decoder(97, 50);
     const std::array<int, 3> rows[] = {
         // type, bytes, samples; a silence description has two bytes
@@ -20,6 +20,13 @@ TEST(voice_codec, takes_whole_frames_only) {
         EXPECT_EQ(decoder.samples_in(type, std::size_t(payload_bytes)), samples) << type;
     }
     EXPECT_FALSE(voice_decoder(-1, 0).accepts(-1));
+    voice_decoder used(97, 50);
+    std::array<std::int16_t, max_voice_packet_samples> first{}, anew{};
+    for (auto* const out : {&first, &anew}) {
+        EXPECT_EQ(used.decode(G722, std::array<std::uint8_t, 160>{1, 77, 3}, *out), 160);
+        used.restart();
+    }
+    EXPECT_EQ(first, anew) << "another talker's sound went on";
 }
 
 TEST(g711, equals_the_reference_for_every_sample_and_byte_but_sends_no_zero) {

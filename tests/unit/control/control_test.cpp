@@ -49,9 +49,6 @@ TEST(chunk_framing, hands_the_bytes_behind_a_line_to_the_policy_that_follows) {
     EXPECT_EQ(chunks.rest(), "second\nthi");
     EXPECT_EQ(lines_of(chunks), (lines{"|second", "|th"}));
     EXPECT_EQ(chunks.rest(), "");
-    chunks.take("last\n");
-    EXPECT_EQ(chunks.next_line()->text, "last");
-    EXPECT_EQ(chunks.rest(), "");
 }
 
 TEST(line_framing, joins_pieces_and_takes_any_byte_but_the_line_end) {
@@ -136,11 +133,9 @@ TEST(log_mask, leaves_replies_readable_whatever_short_words_are_hidden) {
 using namespace std::chrono_literals;
 
 /** Does pieces of work that take the given time, and writes its name down for each. */
-class worker : public turn_taker {
-  public:
+struct worker : turn_taker {
     worker(char own_name, int pieces, std::string& written)
         : name(own_name), left(pieces), journal(written) {}
-
     bool take_turn() override {
         journal += name;
         const auto end = std::chrono::steady_clock::now() + 1ms;
@@ -149,7 +144,6 @@ class worker : public turn_taker {
         return --left > 0;
     }
 
-  private:
     char name;
     int left;
     std::string& journal;

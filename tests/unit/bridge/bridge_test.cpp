@@ -94,11 +94,13 @@ class bridge_test : public loop_test {
         ev::timer end;
         end.set<&bridge_test::ignore>();
         end.start(0.06);
-        const auto was_read = [](const auto& entry) { return !entry.second->reads.empty(); };
-        while (end.is_active() && std::none_of(all.begin(), all.end(), was_read)) {
+        const auto came = [this] {
+            return std::ranges::any_of(all, [](auto& each) { return !each.second->reads.empty(); });
+        };
+        while (end.is_active() && !came()) {
             loop.run(ev::ONCE);
         }
-        return std::any_of(all.begin(), all.end(), was_read);
+        return came();
     }
     static void ignore(ev::timer&, int) {}
 
@@ -173,9 +175,8 @@ TEST_F(bridge_test, relays_what_both_sides_allow_and_reads_the_rest) {
 }
 
 TEST_F(bridge_test, a_prompt_that_ends_takes_its_source_with_it) {
-    for (const std::string id : {"a", "k"}) {
-        b->add_stream(&member(id));
-    }
+    b->add_stream(&member("a"));
+    b->add_stream(&member("k"));
     member("k").source = 5;
     b->remove_stream("k");
     EXPECT_EQ(member("a").forgotten, 0U) << "it may come back";

@@ -17,7 +17,6 @@ class client_test : public running_daemon_test {
     FILE* open_client(const std::string& redirection = {}) {
         return open(program() + " -r " + daemon->socket_path() + redirection);
     }
-    std::string program() const { return "/proc/" + std::to_string(daemon->pid()) + "/exe"; }
     std::string out_path() const { return daemon->directory_path() + "/out"; }
     std::string out() const { return "out:\n" + content(out_path()); }
     testing::AssertionResult says(const std::string& text) {
@@ -87,9 +86,8 @@ TEST_F(client_test, one_command_prints_its_reply_and_tells_its_success_by_the_st
 }
 
 TEST_F(client_test, at_a_terminal_words_and_ids_are_completed_and_lines_remembered) {
-    int terminal = -1;
-    const std::string socket_option = "-r" + daemon->socket_path();
-    const std::string path = program();
+    int terminal = -1, status = -1;
+    const std::string socket_option = "-r" + daemon->socket_path(), path = program();
     const pid_t client = ::forkpty(&terminal, nullptr, nullptr, nullptr);
     if (client == 0) {
         ::execl(path.c_str(), "vocalink", socket_option.c_str(), nullptr);
@@ -106,16 +104,11 @@ TEST_F(client_test, at_a_terminal_words_and_ids_are_completed_and_lines_remember
                                  "<- tolvey connection(2): new vocalink room");
     type("\x04", "-- connection(2): terminated");
     std::string shown;
-    for (char block[4096];;) { // until the terminal has no other end
-        const ssize_t got = ::read(terminal, block, sizeof block);
-        if (got <= 0) {
-            break;
-        }
-        shown.append(block, static_cast<std::size_t>(got));
+    for (char byte = 0; ::read(terminal, &byte, 1) == 1;) { // until the terminal has no other end
+        shown += byte;
     }
-    ::close(terminal);
     EXPECT_NE(shown.find("-- remote: shutdown complete."), std::string::npos) << shown;
-    int status = -1;
+    ::close(terminal);
     ::waitpid(client, &status, 0);
     EXPECT_EQ(status, 0);
 }

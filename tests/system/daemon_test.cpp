@@ -57,30 +57,22 @@ TEST_F(daemon_test, cuts_a_long_socket_path_where_it_binds_but_not_where_it_unli
     start({"-s", path}, path.substr(0, 107)); // in the place of what was left
 }
 
-TEST_F(daemon_test, a_socket_or_range_that_cannot_be_is_fatal) {
+TEST_F(daemon_test, ends_at_start_when_its_socket_its_ports_or_a_thread_cannot_be) {
     start();
     const std::string log = daemon->directory_path() + "/log", out = log + "2";
-    const std::string program = "/proc/" + std::to_string(daemon->pid()) + "/exe -s " + log + "/x";
-    for (const auto& [option, text] :
-         {std::pair("", "20 when binding to listen socket: Not a directory\n"),
-          std::pair(" -p 7001-7001", "22 in the port range 7001-7001: Invalid argument\n")}) {
-        EXPECT_EQ(WEXITSTATUS(std::system((program + option + " 2> " + out).c_str())), 1);
-        EXPECT_TRUE(("\n" + content(out)).ends_with("\n-- main: fatal error " + std::string(text)));
+    std::vector<std::pair<std::string, std::string>> rows{
+        {program() + " -s " + log + "/x", "20 when binding to listen socket: Not a directory\n"},
+        {program() + " -s " + out + ".socket -p 7001-7001",
+         "22 in the port range 7001-7001: Invalid argument\n"}};
+    for (int threads = 0; *changed_system != 0 && threads < 4; ++threads) {
+        rows.emplace_back(std::string("LD_PRELOAD=") + changed_system +
+                              " VOCALINK_TEST_THREADS=" + std::to_string(threads) + " timeout 5 " +
+                              program() + " -s " + out + ".socket",
+                          "11 starting ");
     }
-}
-
-TEST_F(daemon_test, ends_at_start_when_the_system_refuses_any_of_its_threads) {
-    start();
-    const std::string out = daemon->directory_path() + "/out",
-                      program = "/proc/" + std::to_string(daemon->pid()) + "/exe";
-    for (int started = 0; *changed_system != 0 && started < 4; ++started) {
-        const std::string environment = "LD_PRELOAD=" + std::string(changed_system) +
-                                        " VOCALINK_TEST_THREADS=" + std::to_string(started);
-        const int status = std::system(
-            (environment + " timeout 5 " + program + " -s " + out + ".socket > " + out + " 2>&1")
-                .c_str());
-        EXPECT_EQ(WEXITSTATUS(status), 1) << started;
-        EXPECT_EQ(occurrences(content(out), "-- main: fatal error 11 starting "), 1) << started;
+    for (const auto& [command, text] : rows) {
+        EXPECT_EQ(WEXITSTATUS(std::system((command + " > " + out + " 2>&1").c_str())), 1);
+        EXPECT_EQ(occurrences(content(out), "-- main: fatal error " + text), 1) << command;
     }
 }
 

@@ -17,12 +17,11 @@ class log_test : public system_test {
         ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
         ::fcntl(ends[1], F_SETFL, flags);
         log = ::fdopen(ends[0], "r");
-        const std::string path = daemon->directory_path() + "/piped";
-        const std::string program = "/proc/" + std::to_string(daemon->pid()) + "/exe";
+        const std::string path = daemon->directory_path() + "/piped", name = program();
         pid = ::fork();
         if (pid == 0) {
             ::dup2(ends[1], STDERR_FILENO);
-            ::execl(program.c_str(), "vocalink", "-s", path.c_str(), nullptr);
+            ::execl(name.c_str(), "vocalink", "-s", path.c_str(), nullptr);
             ::_exit(127);
         }
         ::close(ends[1]);
@@ -50,34 +49,26 @@ class log_test : public system_test {
         return text;
     }
 
-    /** Sends commands far beyond what pipe and queue take. @return how many */
-    int fill_log() {
-        const std::string id(5000, 'x'); // more than a pipe takes in one piece
-        int count = 0;
-        for (; count < 600; ++count) {
-            EXPECT_EQ(piped->command("recover " + std::to_string(count) + " " + id), "RECOVER_OK");
+    /** Sends commands far beyond what pipe and queue take. */
+    void fill_log() {
+        for (int i = 0; i < commands; ++i) {
+            EXPECT_EQ(piped->command("recover " + std::to_string(i) + " " + id), "RECOVER_OK");
         }
-        return count;
     }
 
     /** Reads what the pipe holds. Each line must be whole and none may be missing untold. */
-    void expect_commands_or_their_loss(int sent) {
-        int seen = 0;
-        int lost = 0;
-        while (seen + lost < 2 * sent) {
+    void expect_commands_or_their_loss() {
+        int seen = 0, lost = 0;
+        while (seen + lost < 2 * commands) {
             const std::string line = read_line();
             ASSERT_TRUE(line.ends_with('\n')) << "the log ended after " << line;
+            const std::string number = std::to_string((seen + lost) / 2);
             if (line.ends_with(" log lines dropped\n")) {
                 lost += std::stoi(line.substr(line.find(": ") + 2));
-                continue;
-            }
-            const int command = (seen + lost) / 2;
-            const std::string expected =
-                (seen + lost) % 2 == 0 ? "<- tolvey connection(1): recover " +
-                                             std::to_string(command) + " " + std::string(5000, 'x')
-                                       : "-> connection(1): RECOVER_OK";
-            if (!line.starts_with("-- connection(1): starting")) {
-                ASSERT_EQ(line, expected + "\n");
+            } else if (!line.starts_with("-- connection(1): starting")) {
+                ASSERT_EQ(line, (seen + lost) % 2 != 0 ? "-> connection(1): RECOVER_OK\n"
+                                                       : "<- tolvey connection(1): recover " +
+                                                             number + " " + id + "\n");
                 seen += 1;
             }
         }
@@ -85,15 +76,17 @@ class log_test : public system_test {
         EXPECT_GT(seen, 300); // the queue's megabyte, and the pipe
     }
 
-    FILE* log = nullptr; ///< its reading end
+    static constexpr int commands = 600;
+    const std::string id = std::string(5000, 'x'); ///< more than a pipe takes in one piece
+    FILE* log = nullptr;                           ///< its reading end
     pid_t pid = -1;
     std::optional<harness::controller> piped;
 };
 
 TEST_F(log_test, nobody_waits_for_an_unread_log_and_what_is_missing_is_told) {
     start_with_pipe(O_NONBLOCK);
-    const int sent = fill_log();
-    expect_commands_or_their_loss(sent);
+    fill_log();
+    expect_commands_or_their_loss();
     EXPECT_EQ(piped->command("recover"), "RECOVER_OK");
     EXPECT_EQ(read_line(), "<- tolvey connection(1): recover\n");
     EXPECT_EQ(stop_piped(), 0);

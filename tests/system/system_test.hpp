@@ -124,6 +124,9 @@ class system_test : public ::testing::Test {
         EXPECT_EQ(occurrences(log, "Sanitizer") + occurrences(log, "runtime error"), 0) << log;
     }
 
+    /** The daemon's executable, to be started once more. */
+    std::string program() const { return "/proc/" + std::to_string(daemon->pid()) + "/exe"; }
+
     void expect_reply(const std::string& command, const std::string& reply) {
         EXPECT_EQ(control->command(command), reply) << "to the command: " << command;
     }

@@ -54,7 +54,7 @@ TEST_F(sap_test, stream_is_announced_at_once_every_five_seconds_and_at_its_end) 
                                  "application/sdp\0v=0\no=vocalink ",
                                  35);
     EXPECT_EQ(text.substr(0, before_sdp.size()), before_sdp);
-    EXPECT_EQ(occurrences(text, "\nm=audio 5004 RTP/AVP 8\na=rtpmap:8 PCMA/8000\n"), 1) << text;
+    EXPECT_NE(text.find("\nm=audio 5004 RTP/AVP 8\n"), std::string::npos) << text;
     const auto session_ntp = std::stoll(text.substr(text.find("\nt=") + 3));
     EXPECT_LE(std::abs(session_ntp - 2208988800 - std::time(nullptr)), 2);
     expect_reply("join room radio", "SUCCESS");

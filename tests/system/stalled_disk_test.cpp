@@ -26,8 +26,6 @@ class stalled_workers {
             ::ptrace(PTRACE_DETACH, id, 0, 0);
         }
     }
-    stalled_workers(const stalled_workers&) = delete;
-    stalled_workers& operator=(const stalled_workers&) = delete;
 
     std::vector<pid_t> stopped;
 };

@@ -39,12 +39,6 @@ int gettimeofday(timeval* now, void*) noexcept {
     return result;
 }
 
-std::time_t time(std::time_t* now) noexcept {
-    timespec exact{};
-    clock_gettime(CLOCK_REALTIME, &exact);
-    return now != nullptr ? *now = exact.tv_sec : exact.tv_sec;
-}
-
 int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*run)(void*),
                    void* argument) noexcept {
     static int left = -1;

@@ -92,7 +92,7 @@ void send_others(const bare_leg& to, std::uint16_t cycle, const frame& own, cons
 
 } // namespace
 
-void relay_for_ever(std::vector<bare_leg>& legs) {
+void relay_for_ever(std::vector<bare_leg>& legs, std::size_t) {
     const util::unique_fd poller(epoll_create1(EPOLL_CLOEXEC));
     for (std::size_t i = 0; i < legs.size(); ++i) {
         epoll_event interest{EPOLLIN, {.u64 = i}};
@@ -110,20 +110,16 @@ void relay_for_ever(std::vector<bare_leg>& legs) {
     }
 }
 
-void mix_for_ever(std::vector<bare_leg>& legs) {
-    mix_rooms(legs, legs.size(), mix_cycle_ns, false);
+void mix_for_ever(std::vector<bare_leg>& legs, std::size_t room) {
+    mix_rooms(legs, room, mix_cycle_ns, false);
 }
 
-void confer_for_ever(std::vector<bare_leg>& legs) {
-    mix_rooms(legs, legs.size(), tick_ns, true);
+void confer_for_ever(std::vector<bare_leg>& legs, std::size_t room) {
+    mix_rooms(legs, room, tick_ns, true);
 }
 
-void confer_by_threes_for_ever(std::vector<bare_leg>& legs) {
-    mix_rooms(legs, 3, tick_ns, true);
-}
-
-bare_loop::bare_loop(std::size_t legs, std::uint16_t remote_port,
-                     void (*body)(std::vector<bare_leg>&)) {
+bare_loop::bare_loop(loop_body* body, std::size_t legs, std::size_t room,
+                     std::uint16_t remote_port) {
     std::vector<harness::rtp_peer> peers(legs); // the child keeps its copies of the descriptors
     std::vector<bare_leg> bare_legs;
     for (const harness::rtp_peer& peer : peers) {
@@ -136,7 +132,7 @@ bare_loop::bare_loop(std::size_t legs, std::uint16_t remote_port,
     }
     if (started.pid == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        body(bare_legs);
+        body(bare_legs, room);
     }
     pin(started.pid, role::server);
 }

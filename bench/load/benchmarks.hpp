@@ -66,8 +66,7 @@ void expect_none(benchmark::State& state, const std::string& what, std::uint64_t
 
 /** Rows of lost packets, which count against the daemon when the rival lost none, and of what
  *  disturbed the two. */
-void add_losses(benchmark::State& state, const round_result& bare, const round_result& daemon,
-                std::uint64_t bare_lost, std::uint64_t daemon_lost);
+void add_losses(benchmark::State& state, const round_result& bare, const round_result& daemon);
 
 /** Prints that something happened which must not: the run has failed. */
 void fail(const std::string& what);

@@ -5,6 +5,8 @@
 #include "load/loaded_daemon.hpp"
 
 #include <filesystem>
+#include <string>
+#include <vector>
 
 namespace vocalink::bench {
 
@@ -16,7 +18,7 @@ constexpr std::size_t pcap_record_bytes = 16 + 4 + 20 + 8 + packet_bytes;
 
 /** Nothing was lost and nothing was still waiting when the next packet of its leg came. */
 bool held(const round_result& round) {
-    return round.lost() == 0 && round.latency_us(0.99) < 1e6 * relay_traffic::interval_s;
+    return round.lost == 0 && round.latency_us(0.99) < 1e6 * relay_traffic::interval_s;
 }
 
 void add_latency_rows(benchmark::State& state, const round_result& bare,
@@ -26,65 +28,59 @@ void add_latency_rows(benchmark::State& state, const round_result& bare,
             daemon.latency_us(0.99));
 }
 
-} // namespace
-
-void measure_relay(benchmark::State& state) {
-    const auto pairs = size_of(state);
+/** Runs a load on bridges of so many legs each in the daemon, and on a bare loop.
+ *  @param what  the row of the processor time, with what is wanted of it
+ *  @return of the bare loop, of the daemon */
+template <class Traffic>
+std::pair<round_result, round_result>
+compare(benchmark::State& state, const std::string& bridges, loop_body* body, std::size_t legs,
+        std::size_t legs_each, const std::string& what, double wanted) {
     load_socket socket;
-    const bare_loop bare(2 * pairs, socket.port(), relay_for_ever);
+    const bare_loop bare(body, legs, legs_each, socket.port());
     loaded_daemon daemon(socket.port());
-    daemon.add_pairs(pairs);
-    const auto [of_bare, of_daemon] =
-        run_by_turns<relay_traffic>(socket, bare.process(), daemon.process());
-    add_row(state, "CPU us per packet", of_bare.cpu_us(), of_daemon.cpu_us(), 1.15);
-    add_row(state, "share of one core, %", 100 * of_bare.cpu_s / of_bare.seconds,
-            100 * of_daemon.cpu_s / of_daemon.seconds);
-    add_row(state, "held on one core", held(of_bare), held(of_daemon));
-    add_latency_rows(state, of_bare, of_daemon);
-    add_losses(state, of_bare, of_daemon, of_bare.lost(), of_daemon.lost());
-}
-
-void measure_mix(benchmark::State& state) {
-    const auto members = size_of(state);
-    load_socket socket;
-    const bare_loop bare(members, socket.port(), mix_for_ever);
-    loaded_daemon daemon(socket.port());
-    daemon.add_mix(members);
-    const auto [of_bare, of_daemon] =
-        run_by_turns<conference_traffic>(socket, bare.process(), daemon.process());
-    add_row(state, "CPU us per member and cycle", of_bare.cpu_us(), of_daemon.cpu_us(), 1.25);
+    daemon.add_bridges(bridges, legs, legs_each);
+    auto rounds = run_by_turns<Traffic>(socket, bare.process(), daemon.process());
+    const auto& [of_bare, of_daemon] = rounds;
+    add_row(state, "CPU us per " + what, of_bare.cpu_us(), of_daemon.cpu_us(), wanted);
     double read = 0;
     for (const ended_leg& leg : daemon.delete_legs()) {
         read += static_cast<double>(leg.incoming);
     }
     const double sent = static_cast<double>(of_daemon.sent) * (1 + warm_up_s / round_s);
     add_row(state, "packets read of those sent, %", 100 * read / sent);
-    expect_none(state, "members who heard nothing", of_bare.unheard + of_daemon.unheard);
-    add_losses(state, of_bare, of_daemon, of_bare.missing, of_daemon.missing);
+    expect_none(state, "listeners who heard nothing", of_bare.unheard + of_daemon.unheard);
+    add_losses(state, of_bare, of_daemon);
+    return rounds;
+}
+
+} // namespace
+
+void measure_relay(benchmark::State& state) {
+    const auto [bare, daemon] = compare<relay_traffic>(state, "vocalink", relay_for_ever,
+                                                       2 * size_of(state), 2, "packet", 1.15);
+    add_row(state, "share of one core, %", 100 * bare.cpu_s / bare.seconds,
+            100 * daemon.cpu_s / daemon.seconds);
+    add_row(state, "held on one core", held(bare), held(daemon));
+    add_latency_rows(state, bare, daemon);
+}
+
+void measure_mix(benchmark::State& state) {
+    compare<conference_traffic>(state, "vocalink", mix_for_ever, size_of(state), size_of(state),
+                                "member and cycle", 1.25);
 }
 
 void measure_conference(benchmark::State& state) {
-    const auto members = size_of(state);
-    const auto room = static_cast<std::size_t>(state.range(1));
-    load_socket socket;
-    const bare_loop bare(members, socket.port(),
-                         room == members ? confer_for_ever : confer_by_threes_for_ever);
-    loaded_daemon daemon(socket.port());
-    daemon.add_conferences(members, room);
-    const auto [of_bare, of_daemon] =
-        run_by_turns<telephone_traffic>(socket, bare.process(), daemon.process());
-    add_row(state, "CPU us per member and tick", of_bare.cpu_us(), of_daemon.cpu_us(), 1.25);
-    expect_none(state, "members who heard nothing", of_bare.unheard + of_daemon.unheard);
-    add_losses(state, of_bare, of_daemon, of_bare.missing, of_daemon.missing);
+    compare<telephone_traffic>(state, "conference", confer_for_ever, size_of(state),
+                               static_cast<std::size_t>(state.range(1)), "member and tick", 1.25);
 }
 
 /** The rival is the daemon too, with the same calls that nobody records. */
 void measure_recording(benchmark::State& state) {
-    const auto pairs = size_of(state);
+    const std::size_t legs = 2 * size_of(state);
     load_socket socket;
     loaded_daemon plain(socket.port()), recording(socket.port());
-    plain.add_pairs(pairs);
-    recording.add_pairs(pairs);
+    plain.add_bridges("vocalink", legs, 2);
+    recording.add_bridges("vocalink", legs, 2);
     recording.start_recordings();
     const auto [of_plain, of_recorded] =
         run_by_turns<relay_traffic>(socket, plain.process(), recording.process());
@@ -104,7 +100,7 @@ void measure_recording(benchmark::State& state) {
     add_row(state, "packets recorded", static_cast<double>(recorded));
     expect_none(state, "packets missing in the files", passed - recorded);
     expect_none(state, "files that differ from their stream's counts", differing);
-    add_losses(state, of_plain, of_recorded, of_plain.lost(), of_recorded.lost());
+    add_losses(state, of_plain, of_recorded);
 }
 
 } // namespace vocalink::bench

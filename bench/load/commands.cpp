@@ -3,8 +3,9 @@
 #include "load/benchmarks.hpp"
 #include "load/loaded_daemon.hpp"
 
+#include <algorithm>
 #include <atomic>
-#include <memory>
+#include <deque>
 #include <vector>
 
 namespace vocalink::bench {
@@ -17,7 +18,7 @@ constexpr double longest_wait_us = 5000;
 
 std::string repeated(const std::string& text, int times) {
     std::string all;
-    for (int i = 0; i < times; ++i) {
+    while (times-- > 0) {
         all += text;
     }
     return all;
@@ -31,13 +32,9 @@ class busy_controller {
             (void)control.command("new tone_stream t" + std::to_string(i) + " DTMF 0");
         }
     }
-    ~busy_controller() {
-        stopping = true;
-        sender.join();
-    }
     void begin() {
-        sender = std::thread([this] {
-            while (!stopping) {
+        sender = std::jthread([this](const std::stop_token& stop) {
+            while (!stop.stop_requested()) {
                 for (const std::string& line : lines) {
                     (void)control.command(line);
                     done += 1;
@@ -55,8 +52,7 @@ class busy_controller {
                                          "delete stream z",
                                          repeated("x", 16000)};
     harness::controller control;
-    std::atomic<bool> stopping = false;
-    std::thread sender;
+    std::jthread sender;
 };
 
 /** Counts anew for one round. @return the longest turn of the loop, in microseconds */
@@ -70,19 +66,17 @@ double longest_turn_us(const loaded_daemon& daemon) {
 
 void measure_commands(benchmark::State& state) {
     loaded_daemon daemon(9, true);
-    daemon.add_mix(members);
-    std::vector<std::unique_ptr<busy_controller>> controllers;
-    for (std::size_t i = 0; i < size_of(state); ++i) {
-        controllers.push_back(std::make_unique<busy_controller>(daemon.socket_path()));
+    daemon.add_bridges("vocalink", members, members);
+    std::deque<busy_controller> controllers;
+    while (controllers.size() < size_of(state)) {
+        controllers.emplace_back(daemon.socket_path());
     }
     const double quiet = longest_turn_us(daemon);
-    for (const auto& each : controllers) {
-        each->begin();
-    }
+    std::ranges::for_each(controllers, &busy_controller::begin);
     const double busy = longest_turn_us(daemon);
     double commands = 0;
-    for (const auto& each : controllers) {
-        commands += static_cast<double>(each->done);
+    for (const busy_controller& each : controllers) {
+        commands += static_cast<double>(each.done);
     }
     add_row(state, "commands a second", commands / round_s);
     add_row(state, "longest turn of the loop without them, CPU us", quiet);

@@ -9,12 +9,9 @@ namespace vocalink::bench {
 load_socket::load_socket() {
     // Room for a whole cycle of the largest conference, so that losses are never the generator's.
     const int buffer_bytes = 64 << 20;
-    for (const auto& [forced, plain] :
-         {std::pair{SO_RCVBUFFORCE, SO_RCVBUF}, std::pair{SO_SNDBUFFORCE, SO_SNDBUF}}) {
-        if (setsockopt(peer.fd(), SOL_SOCKET, forced, &buffer_bytes, sizeof buffer_bytes) != 0) {
-            // Without the privilege the system's limit has to do.
-            setsockopt(peer.fd(), SOL_SOCKET, plain, &buffer_bytes, sizeof buffer_bytes);
-        }
+    // Without the privilege that the second of each needs, the system's limit has to do.
+    for (const int option : {SO_RCVBUF, SO_RCVBUFFORCE, SO_SNDBUF, SO_SNDBUFFORCE}) {
+        setsockopt(peer.fd(), SOL_SOCKET, option, &buffer_bytes, sizeof buffer_bytes);
     }
     for (std::size_t i = 0; i < batch; ++i) {
         out_to[i] = harness::socket_address(peer.ip(), 0);

@@ -4,7 +4,8 @@
 
 #include "load/benchmarks.hpp"
 
-#include <algorithm>
+#include <cinttypes>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
@@ -12,19 +13,10 @@
 
 namespace vocalink::bench {
 
-namespace {
-
-/** The number behind "key=" in a reply. */
-std::uint64_t number_in(const std::string& reply, const std::string& key) {
-    return std::stoull(reply.substr(reply.find(key + "=") + key.size() + 1));
-}
-
-} // namespace
-
 loaded_daemon::loaded_daemon(std::uint16_t remote_port, bool counting) : remote(remote_port) {
     if (counting) {
-        const counter_values none{};
-        std::ofstream(counter_path).write(reinterpret_cast<const char*>(&none), sizeof none);
+        std::ofstream{counter_path};
+        clear_counts();
         setenv(counter_file_variable, counter_path.c_str(), 1);
         setenv("LD_PRELOAD", VOCALINK_COUNTERS_PATH, 1);
     }
@@ -71,46 +63,24 @@ void loaded_daemon::add_stream(const std::string& id, const std::string& encodin
     legs.push_back(id);
 }
 
-void loaded_daemon::add_pairs(std::size_t pairs) {
-    for (std::size_t pair = 0; pair < pairs; ++pair) {
-        const std::string number = std::to_string(pair);
-        command("new vocalink call" + number);
-        for (const std::string side : {"caller", "callee"}) {
-            add_stream(side + number, "PCMU");
-            command("join call" + number + " " + side + number);
+void loaded_daemon::add_bridges(const std::string& type, std::size_t all_legs,
+                                std::size_t legs_each, const std::vector<std::string>& encodings) {
+    for (std::size_t i = 0; i < all_legs; ++i) {
+        const std::string bridge = " room" + std::to_string(i / legs_each);
+        if (i % legs_each == 0) {
+            command("new " + type + bridge);
         }
-    }
-}
-
-void loaded_daemon::add_mix(std::size_t members, const std::vector<std::string>& encodings) {
-    add_bridge("vocalink", members, encodings);
-}
-
-void loaded_daemon::add_conferences(std::size_t members, std::size_t room,
-                                    const std::vector<std::string>& encodings) {
-    for (std::size_t begin = 0; begin < members; begin += room) {
-        add_bridge("conference", std::min(room, members - begin), encodings);
-    }
-}
-
-void loaded_daemon::add_bridge(const std::string& type, std::size_t members,
-                               const std::vector<std::string>& encodings) {
-    const std::string room = "room" + std::to_string(legs.size());
-    command("new " + type + " " + room);
-    for (std::size_t i = 0; i < members; ++i) {
-        add_stream("m" + std::to_string(legs.size()), encodings[i % encodings.size()]);
-        command("join " + room + " " + legs.back());
+        add_stream("m" + std::to_string(i), encodings[i % encodings.size()]);
+        command("join" + bridge + " " + legs.back());
     }
 }
 
 void loaded_daemon::add_players(const std::vector<std::string>& files) {
+    add_bridges("vocalink", files.size(), 1);
     for (std::size_t i = 0; i < files.size(); ++i) {
         const std::string number = std::to_string(i);
-        command("new vocalink call" + number);
         command("new sound_stream prompt" + number + " " + files[i] + " loop PCMU");
-        add_stream("listener" + number, "PCMU");
-        command("join call" + number + " prompt" + number);
-        command("join call" + number + " listener" + number);
+        command("join room" + number + " prompt" + number);
     }
 }
 
@@ -133,9 +103,11 @@ void loaded_daemon::finish_recordings() {
 std::vector<ended_leg> loaded_daemon::delete_legs() {
     std::vector<ended_leg> ended;
     for (const std::string& id : std::exchange(legs, {})) {
-        const std::string reply = command("delete stream " + id);
-        ended.push_back({number_in(reply, "incoming_packets"), number_in(reply, "outgoing_packets"),
-                         recordings[id]});
+        ended_leg& leg = ended.emplace_back();
+        std::sscanf(command("delete stream " + id).c_str(),
+                    "SUCCESS incoming_packets=%" SCNu64 " outgoing_packets=%" SCNu64, &leg.incoming,
+                    &leg.outgoing);
+        leg.recording = recordings[id];
     }
     started.ports.clear();
     return ended;

@@ -31,15 +31,11 @@ class loaded_daemon {
     explicit loaded_daemon(std::uint16_t remote_port, bool counting = false);
     ~loaded_daemon();
 
-    /** Two-party calls; leg 2k is bridged with leg 2k+1. */
-    void add_pairs(std::size_t pairs);
-
-    /** One vocalink bridge with all legs. @param encodings  given to the legs in turn */
-    void add_mix(std::size_t members, const std::vector<std::string>& encodings = {"PCMU"});
-
-    /** Conferences of so many members each. @param encodings  given to the legs in turn */
-    void add_conferences(std::size_t members, std::size_t room,
-                         const std::vector<std::string>& encodings = {"PCMU"});
+    /** Bridges with so many legs each, 2 for calls.
+     *  @param type       "vocalink" or "conference"
+     *  @param encodings  given to the legs in turn */
+    void add_bridges(const std::string& type, std::size_t all_legs, std::size_t legs_each,
+                     const std::vector<std::string>& encodings = {"PCMU"});
 
     /** For each µ-law file a leg with a bridge of its own, into which a looping sound_stream
      *  plays it. */
@@ -70,9 +66,6 @@ class loaded_daemon {
     void clear_counts() const;
 
   private:
-    void add_bridge(const std::string& type, std::size_t members,
-                    const std::vector<std::string>& encodings);
-
     harness::temporary_directory directory;
     const std::string counter_path = directory.path() + "/counts";
     std::optional<harness::daemon_process> daemon;

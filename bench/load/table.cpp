@@ -99,13 +99,12 @@ void expect_none(benchmark::State& state, const std::string& what, std::uint64_t
     }
 }
 
-void add_losses(benchmark::State& state, const round_result& bare, const round_result& daemon,
-                std::uint64_t bare_lost, std::uint64_t daemon_lost) {
-    add_row(state, "packets lost", static_cast<double>(bare_lost),
-            static_cast<double>(daemon_lost));
+void add_losses(benchmark::State& state, const round_result& bare, const round_result& daemon) {
+    add_row(state, "packets lost", static_cast<double>(bare.lost),
+            static_cast<double>(daemon.lost));
     add_row(state, "processors used by others", bare.others, daemon.others);
     state.counters["processors used by others: wanted"] = 0.08;
-    expect_none(state, "packets lost by the daemon alone", bare_lost == 0 ? daemon_lost : 0);
+    expect_none(state, "packets lost by the daemon alone", bare.lost == 0 ? daemon.lost : 0);
     expect_none(state, "packets that came back wrong", bare.wrong + daemon.wrong);
 }
 

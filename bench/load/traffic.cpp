@@ -87,6 +87,7 @@ round_result traffic::run(double seconds) {
     result.others = std::max(machine_busy_seconds() - busy_before - own, 0.0) / result.seconds;
     result.unheard = static_cast<std::uint64_t>(std::count_if(
         listeners.begin(), listeners.end(), [](const listener& each) { return !each.heard; }));
+    result.lost = awaits_all() ? result.sent - result.received : result.lost;
     return std::move(result);
 }
 
@@ -118,7 +119,7 @@ void traffic::receive() {
         const harness::rtp_view arrived = harness::parse_rtp(bytes);
         at.step = static_cast<std::uint16_t>(at.packets == 0 ? 1 : arrived.sequence - at.sequence);
         at.sequence = arrived.sequence;
-        result.missing += at.step - 1U;
+        result.lost += at.step - 1U;
         ++(take(static_cast<std::size_t>(leg), at, arrived.payload) ? result.received
                                                                     : result.wrong);
         ++at.packets;
@@ -141,8 +142,10 @@ bool relay_traffic::take(std::size_t leg, listener& at, std::span<const std::uin
     return mine.number >= first_of_round && ntohl(mine.leg_be) == (leg ^ 1U);
 }
 
-conference_traffic::conference_traffic(load_socket& shared, const server& loaded, double interval_s)
-    : traffic(shared, loaded, interval_s), noise(noise_bytes + payload_bytes) {
+conference_traffic::conference_traffic(load_socket& shared, const server& loaded, double interval_s,
+                                       bool to_end)
+    : traffic(shared, loaded, interval_s), heard_to_end(to_end),
+      noise(noise_bytes + payload_bytes) {
     // Both signs of the two lowest µ-law segments: up to about 400 of 32767.
     std::mt19937 random(1);
     std::uniform_int_distribution<int> code(0, 31);
@@ -159,15 +162,8 @@ void conference_traffic::fill(std::span<std::uint8_t> payload, std::uint64_t num
 bool conference_traffic::take(std::size_t, listener& at, std::span<const std::uint8_t> payload) {
     const auto silent = std::count_if(payload.begin(), payload.end(),
                                       [](std::uint8_t byte) { return (byte | 0x80) == 0xff; });
-    at.heard = static_cast<std::size_t>(silent) * 2 < payload.size();
+    at.heard = (at.heard && !heard_to_end) || static_cast<std::size_t>(silent) * 2 < payload.size();
     return true;
-}
-
-bool telephone_traffic::take(std::size_t leg, listener& at, std::span<const std::uint8_t> payload) {
-    const bool before = at.heard; // the tick goes on when nobody speaks any more
-    const bool right = conference_traffic::take(leg, at, payload);
-    at.heard = at.heard || before;
-    return right;
 }
 
 bool sound_traffic::take(std::size_t leg, listener& at, std::span<const std::uint8_t> payload) {

@@ -16,18 +16,17 @@ namespace vocalink::bench {
 struct round_result {
     std::uint64_t sent = 0;
     std::uint64_t received = 0;
-    std::uint64_t missing = 0;            // from the sequence numbers that a leg got
-    std::uint64_t wrong = 0;              // of the wrong length, content or origin
-    std::uint64_t unheard = 0;            // legs that got nothing, or only silence at the end
-    double seconds = 0;                   // of the wall clock
-    double cpu_s = 0;                     // of the server
-    double loop_s = 0;                    // of its first thread
-    double others = 0;                    // processors that other processes used
+    std::uint64_t lost = 0;    // that did not come back, or by the sequence numbers of what came
+    std::uint64_t wrong = 0;   // of the wrong length, content or origin
+    std::uint64_t unheard = 0; // legs that got nothing, or only silence at the end
+    double seconds = 0;        // of the wall clock
+    double cpu_s = 0;          // of the server
+    double loop_s = 0;         // of its first thread
+    double others = 0;         // processors that other processes used
     std::vector<std::uint32_t> latencies; // nanoseconds, of packets that carry their time
 
     [[nodiscard]] double cpu_us() const { return 1e6 * cpu_s / static_cast<double>(received); }
     [[nodiscard]] double loop_us() const { return 1e6 * loop_s / static_cast<double>(received); }
-    [[nodiscard]] std::uint64_t lost() const { return sent - received; }
     /** The latency that this share of the packets did not exceed, in microseconds. */
     [[nodiscard]] double latency_us(double share) const;
 };
@@ -98,24 +97,26 @@ class relay_traffic : public traffic {
  *  member should hear the others. */
 class conference_traffic : public traffic {
   public:
-    conference_traffic(load_socket& shared, const server& loaded, double interval_s = 0.030);
+    conference_traffic(load_socket& shared, const server& loaded)
+        : conference_traffic(shared, loaded, 0.030, true) {}
 
   protected:
+    conference_traffic(load_socket& shared, const server& loaded, double interval_s, bool to_end);
+
+  private:
     void fill(std::span<std::uint8_t> payload, std::uint64_t number, std::int64_t now_ns) override;
     bool take(std::size_t leg, listener& at, std::span<const std::uint8_t> payload) override;
 
-  private:
+    const bool heard_to_end;         // for those who hear nobody once nobody speaks any more
     std::vector<std::uint8_t> noise; // µ-law, quiet enough that sums do not saturate
 };
 
-/** The same every 20 ms, the pace of telephones and of their conferences. */
+/** The same every 20 ms, the pace of telephones and of their conferences. The tick goes on when
+ *  nobody speaks any more. */
 class telephone_traffic : public conference_traffic {
   public:
     telephone_traffic(load_socket& shared, const server& loaded)
-        : conference_traffic(shared, loaded, 0.020) {}
-
-  private:
-    bool take(std::size_t leg, listener& at, std::span<const std::uint8_t> payload) override;
+        : conference_traffic(shared, loaded, 0.020, false) {}
 };
 
 /** Listens to players of the files that write_sound_files() made; nothing is sent. */

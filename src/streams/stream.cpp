@@ -40,7 +40,7 @@ void stream::clear_incoming_buffer() {
 }
 
 void stream::clear_outgoing_buffer() {
-    outgoing.fill(0);
+    outgoing.clear();
 }
 
 void stream::mix(const short* const* frames, int count) {

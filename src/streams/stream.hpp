@@ -213,8 +213,8 @@ class alignas(cache_line_bytes) stream {
     std::optional<std::uint32_t> source;
     bool loop = false; // the input is listened to
     std::uint16_t spare_seq = 0;
-    alignas(16) std::array<short, max_frame_samples> incoming{};
-    alignas(16) std::array<short, max_frame_samples> outgoing{};
+    mixed_frame incoming;
+    mixed_frame outgoing;
 
   private:
     const stream_kind type;

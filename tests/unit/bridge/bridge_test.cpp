@@ -219,7 +219,7 @@ TEST_F(bridge_test, mixes_for_each_member_the_plain_sum_of_those_it_may_hear) {
                 }
                 sent = other_id == "m" ? event_packet : sent;
                 for (int i = 0; i < (conference ? 160 : listener->frame_samples()); ++i) {
-                    sum[i] += other_id == "m" ? 0 : other->incoming[i];
+                    sum[i] += other_id == "m" ? 0 : other->incoming.data()[i];
                 }
             }
             const bool hears = listener->get_type() == kind_rtp;

@@ -4,6 +4,8 @@
 
 #include <charconv>
 
+#include <netinet/in.h>
+
 namespace vocalink {
 
 namespace {
@@ -29,6 +31,22 @@ std::optional<port_range> parse_port_range(std::string_view text) {
     const int last = port_of(text.substr(dash + 1));
     const port_range even{first + first % 2, last - last % 2};
     return first > 0 && even.first <= even.last ? std::optional(even) : std::nullopt;
+}
+
+void held_ports::give_back(std::uint32_t address, int port) {
+    const auto found = blocks.find(place(address, port));
+    if (found->second.reset(bit(port)).none()) {
+        blocks.erase(found);
+    }
+}
+
+bool held_ports::collide(std::uint32_t address, int port) const {
+    return holds(address, port) || holds(INADDR_ANY, port);
+}
+
+bool held_ports::holds(std::uint32_t address, int port) const {
+    const auto found = blocks.find(place(address, port));
+    return found != blocks.end() && found->second.test(bit(port));
 }
 
 } // namespace vocalink

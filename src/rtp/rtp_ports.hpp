@@ -2,9 +2,13 @@
 // The order in which local RTP ports are tried.
 #pragma once
 
+#include <bitset>
+#include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace vocalink {
 
@@ -43,27 +47,30 @@ class rtp_ports {
     int counter = ports.first;
 };
 
-/** Remembers which address has no free port left. To find that out takes tens of milliseconds, in which
- *  packets wait, and a controller that gets a refusal may well try again at once. */
-class full_address {
+/** Which even ports the streams of this process hold. A search passes them over without asking the
+ *  system, so that even one in vain takes no time that packets would notice; it still asks about
+ *  every port that others may hold. Addresses as in sockaddr_in. Loop thread only. */
+class held_ports {
   public:
-    /** Whether a search would be in vain. An address counts as full for a second: another process may
-     *  give ports back as well. @param now_s  never decreasing */
-    [[nodiscard]] bool is(std::uint32_t address, double now_s) const {
-        return known && address == full && now_s < until_s;
-    }
-    void note_full(std::uint32_t address, double now_s) {
-        known = true;
-        full = address;
-        until_s = now_s + 1.0;
-    }
-    /** This process has given a port back, of whatever address. */
-    void note_return() { known = false; }
+    void take(std::uint32_t address, int port) { blocks[place(address, port)].set(bit(port)); }
+    void give_back(std::uint32_t address, int port);
+
+    /** Whether a socket of that address would collide with one that holds the port there, or on all
+     *  addresses. */
+    [[nodiscard]] bool collide(std::uint32_t address, int port) const;
 
   private:
-    bool known = false;
-    std::uint32_t full = 0; // as in sockaddr_in
-    double until_s = 0.0;
+    static constexpr int ports_in_block = 64;
+    using block = std::bitset<ports_in_block>;
+    using block_place = std::pair<std::uint32_t, int>; // address, number of the block
+
+    static block_place place(std::uint32_t address, int port) {
+        return {address, port / 2 / ports_in_block};
+    }
+    static std::size_t bit(int port) { return static_cast<std::size_t>(port / 2 % ports_in_block); }
+    [[nodiscard]] bool holds(std::uint32_t address, int port) const;
+
+    std::map<block_place, block> blocks; // that have a port in them
 };
 
 } // namespace vocalink

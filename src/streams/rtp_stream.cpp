@@ -35,7 +35,7 @@ std::vector<rtp_ports>& local_ports() {
     return ranges;
 }
 
-full_address full; // of all streams
+held_ports held; // by all streams
 
 const sockaddr* generic(const sockaddr_in& address) {
     return reinterpret_cast<const sockaddr*>(&address);
@@ -74,10 +74,12 @@ rtp_stream::rtp_stream(std::string stream_id, std::string local_ip, std::string 
     }
     pcap_in = pkt_hdr_pcap(remote_addr, local_addr);
     pcap_out = pkt_hdr_pcap(local_addr, remote_addr);
+    // Last, when nothing throws any more: the destructor gives it back.
+    held.take(local_addr.sin_addr.s_addr, ntohs(local_addr.sin_port));
 }
 
 rtp_stream::~rtp_stream() {
-    full.note_return();
+    held.give_back(local_addr.sin_addr.s_addr, ntohs(local_addr.sin_port));
     rtp_stream::settle_figures();
     if (sap) {
         sap->say_goodbye();
@@ -109,14 +111,10 @@ util::unique_fd rtp_stream::new_udp_socket() {
 }
 
 void rtp_stream::bind_local() {
-    const std::uint32_t address = local_addr.sin_addr.s_addr;
-    if (!full.is(address, util::loop_now())) {
-        for (rtp_ports& ports : local_ports()) {
-            if (bind_to_one_of(ports)) {
-                return;
-            }
+    for (rtp_ports& ports : local_ports()) {
+        if (bind_to_one_of(ports)) {
+            return;
         }
-        full.note_full(address, util::loop_now());
     }
     throw stream_exception("No available UDP ports");
 }
@@ -125,7 +123,11 @@ void rtp_stream::bind_local() {
 bool rtp_stream::bind_to_one_of(rtp_ports& ports) {
     const int start = ports.next();
     do {
-        local_addr.sin_port = htons(static_cast<std::uint16_t>(ports.take()));
+        const int port = ports.take();
+        if (held.collide(local_addr.sin_addr.s_addr, port)) {
+            continue;
+        }
+        local_addr.sin_port = htons(static_cast<std::uint16_t>(port));
         if (::bind(fd.get(), generic(local_addr), sizeof local_addr) == 0) {
             return true;
         }

@@ -27,16 +27,17 @@ TEST(rtp_ports, are_read_as_a_range_with_an_even_port) {
     }
 }
 
-TEST(rtp_ports, of_a_full_address_are_sought_again_after_a_second_or_a_return) {
-    full_address full;
-    EXPECT_FALSE(full.is(0, 100));
-    full.note_full(1, 100);
-    EXPECT_TRUE(full.is(1, 100.9));
-    EXPECT_FALSE(full.is(2, 100.9));
-    EXPECT_FALSE(full.is(1, 101));
-    full.note_full(1, 200);
-    full.note_return();
-    EXPECT_FALSE(full.is(1, 200));
+TEST(rtp_ports, of_other_streams_are_known_until_they_are_given_back) {
+    held_ports held;
+    for (const int port : {6000, 6014, 6016, 64998}) { // two at the ends of blocks
+        held.take(1, port);
+        EXPECT_TRUE(held.collide(1, port) && !held.collide(2, port) && !held.collide(1, port - 2));
+        held.take(INADDR_ANY, port);
+        held.give_back(1, port);
+        EXPECT_TRUE(held.collide(1, port) && held.collide(2, port));
+        held.give_back(INADDR_ANY, port);
+        EXPECT_FALSE(held.collide(1, port));
+    }
 }
 
 TEST(rtp_totals, never_go_back) {

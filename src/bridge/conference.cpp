@@ -55,6 +55,7 @@ void conference::joined(stream& member) {
     });
     seats.insert(place, std::move(taken));
     restricted.reserve(seats.size());
+    pressing.reserve(seats.size());
 }
 
 void conference::left(stream& member) {
@@ -70,7 +71,6 @@ audio_mode conference::mode() const {
 
 void conference::tick(double now_s, double due_s) {
     hear_out_members(now_s);
-    sum_open_speakers();
     pass_keys();
     for (const seat& listener : seats) {
         if (listener.leg->listens()) {
@@ -79,17 +79,17 @@ void conference::tick(double now_s, double due_s) {
     }
 }
 
+/** Does everything with a speaker at once, while what it says is still in the cache. */
 void conference::hear_out_members(double now_s) {
-    for (seat& speaker : seats) {
-        speaker.said = speaker.leg->speak(now_s);
-    }
-}
-
-void conference::sum_open_speakers() {
     open_sum.fill(0);
     open_speakers = 0;
     restricted.clear();
-    for (const seat& speaker : seats) {
+    pressing.clear();
+    for (seat& speaker : seats) {
+        speaker.said = speaker.leg->speak(now_s);
+        if (!speaker.leg->keys().empty()) {
+            pressing.push_back(&speaker);
+        }
         if (speaker.said == nullptr) {
             continue;
         }
@@ -103,10 +103,10 @@ void conference::sum_open_speakers() {
 }
 
 void conference::pass_keys() {
-    for (const seat& speaker : seats) {
-        for (const key_press& key : speaker.leg->keys()) {
+    for (const seat* const speaker : pressing) {
+        for (const key_press& key : speaker->leg->keys()) {
             for (const seat& listener : seats) {
-                if (&listener != &speaker && may_hear(*listener.member, *speaker.member)) {
+                if (&listener != speaker && may_hear(*listener.member, *speaker->member)) {
                     listener.leg->take_key(key);
                 }
             }

@@ -36,7 +36,6 @@ class conference : public audio_policy, private tick_listener {
 
     void tick(double now_s, double due_s) override;
     void hear_out_members(double now_s);
-    void sum_open_speakers();
     void pass_keys();
     void answer(const seat& listener, double due_s);
     void add_restricted(sum_frame& heard, const seat& listener) const;
@@ -48,6 +47,7 @@ class conference : public audio_policy, private tick_listener {
     // Of the running tick; kept so that a tick allocates nothing.
     alignas(32) sum_frame open_sum{};    // of all speakers that everybody may hear
     std::vector<const seat*> restricted; // those who speak for their targets only
+    std::vector<const seat*> pressing;   // those who send keys
     int open_speakers = 0;
 };
 

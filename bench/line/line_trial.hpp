@@ -61,7 +61,8 @@ class line_trial {
         while (const auto packet = line.next(time_s)) {
             receive(*packet);
         }
-        said.push_back(buffer.play(frame, time_s));
+        said.push_back(buffer.play(time_s));
+        const auto frame = buffer.played();
         samples.insert(samples.end(), frame.begin(), frame.end());
         if (on_tick) {
             on_tick(frame, time_s);
@@ -93,7 +94,6 @@ class line_trial {
     talker speak;
     double reading_time_s = 0; // no packet is read before
     std::array<std::uint8_t, 960> payload{};
-    std::array<std::int16_t, voice_frame_samples> frame{};
 };
 
 /** A talker whose every packet is one level, so that a listener can tell which packet he hears;

@@ -46,9 +46,11 @@ class playout_buffer {
     /** Notes a packet of the speaker without audio, so that its number does not count as lost. */
     void pass_over(std::uint32_t ssrc, std::uint16_t sequence);
 
-    /** Gives the next 20 ms.
-     *  @return false for silence: nothing was said, frame is all zeros */
-    [[nodiscard]] bool play(std::span<std::int16_t, voice_frame_samples> frame, double now_s);
+    /** Plays the next 20 ms. @return false for silence: nothing was said, the samples are all zeros */
+    [[nodiscard]] bool play(double now_s);
+
+    /** What was played last. Valid until anything but a query is called. */
+    [[nodiscard]] std::span<const std::int16_t, voice_frame_samples> played() const;
 
     /** Forgets all audio and the source. The counters stay. */
     void clear();

@@ -3,7 +3,6 @@
 #include "audio/playout_buffer.hpp"
 
 #include <algorithm>
-#include <array>
 
 namespace vocalink {
 
@@ -26,7 +25,7 @@ constexpr double hurried_excess_ms = 40;
 
 } // namespace
 
-bool playout_buffer::play(std::span<std::int16_t, voice_frame_samples> frame, double now_s) {
+bool playout_buffer::play(double now_s) {
     const std::int64_t skipped = delay.tick(now_s);
     if (skipped > dropped_samples) {
         drop_oldest(skipped - dropped_samples);
@@ -34,8 +33,12 @@ bool playout_buffer::play(std::span<std::int16_t, voice_frame_samples> frame, do
     dropped_samples = 0;
     fill(voice_frame_samples);
     correct_delay();
-    line.take(frame);
-    return std::any_of(frame.begin(), frame.end(), [](std::int16_t sample) { return sample != 0; });
+    line.take();
+    return std::ranges::any_of(played(), [](std::int16_t sample) { return sample != 0; });
+}
+
+std::span<const std::int16_t, voice_frame_samples> playout_buffer::played() const {
+    return line.taken();
 }
 
 void playout_buffer::fill(int samples) {
@@ -68,12 +71,11 @@ void playout_buffer::decode_front() {
         queue.shift(line_end - packet.place);
         source.shift(line_end - packet.place);
     }
-    std::array<std::int16_t, max_voice_packet_samples> samples;
     const std::span<const std::uint8_t> payload = queue.front_payload();
+    const std::span<std::int16_t> samples = line.room(packet.samples);
     const int count = decoder.decode(packet.payload_type, payload, samples);
-    const auto decoded = std::span(samples).first(static_cast<std::size_t>(count));
-    concealment.heard(packet.payload_type, payload, decoded);
-    line.append(decoded);
+    concealment.heard(packet.payload_type, payload, samples.first(static_cast<std::size_t>(count)));
+    line.grow(count);
     line_end += count;
     pass(packet);
     made_up_samples = 0;

@@ -33,28 +33,41 @@ int playout_line::unplayed() const {
 }
 
 std::int16_t* playout_line::next() {
-    return samples.data() + history_samples;
+    return stored->samples.data() + begin;
 }
 
 const std::int16_t* playout_line::next() const {
-    return samples.data() + history_samples;
+    return stored->samples.data() + begin;
+}
+
+std::span<std::int16_t> playout_line::room(int count) {
+    assert(waiting + count <= max_unplayed);
+    move_back();
+    return {next() + waiting, static_cast<std::size_t>(count)};
+}
+
+void playout_line::move_back() {
+    if (begin > furthest_begin) {
+        std::copy(next() - history_samples, next() + waiting,
+                  stored->samples.begin() + first_begin - history_samples);
+        begin = first_begin;
+    }
+}
+
+void playout_line::grow(int count) {
+    fade_loose_end_into(next() + waiting, count);
+    waiting += count;
 }
 
 void playout_line::append(std::span<const std::int16_t> added) {
     const int count = static_cast<int>(added.size());
-    assert(waiting + count <= max_unplayed);
-    std::int16_t* const begin = next() + waiting;
-    std::copy(added.begin(), added.end(), begin);
-    waiting += count;
-    fade_loose_end_into(begin, count);
+    std::copy(added.begin(), added.end(), room(count).begin());
+    grow(count);
 }
 
 void playout_line::append_silence(int count) {
-    assert(waiting + count <= max_unplayed);
-    std::int16_t* const begin = next() + waiting;
-    std::fill_n(begin, count, std::int16_t{0});
-    waiting += count;
-    fade_loose_end_into(begin, count);
+    std::fill_n(room(count).begin(), count, std::int16_t{0});
+    grow(count);
 }
 
 void playout_line::cut_end(int count) {
@@ -70,7 +83,7 @@ void playout_line::cut_begin(int count) {
 }
 
 void playout_line::copy_last(std::span<std::int16_t, history_samples> last) const {
-    std::copy_n(samples.begin() + waiting, history_samples, last.begin());
+    std::copy_n(next() + waiting - history_samples, history_samples, last.begin());
 }
 
 bool playout_line::has_loose_end() const {
@@ -80,24 +93,28 @@ bool playout_line::has_loose_end() const {
 void playout_line::loosen(const std::int16_t* from, int count) {
     if (loose_samples == 0) {
         loose_samples = std::min(count, joint_samples);
-        std::copy_n(from, loose_samples, loose_end.begin());
+        std::copy_n(from, loose_samples, stored->loose_end.begin());
     }
 }
 
-void playout_line::fade_loose_end_into(std::int16_t* begin, int count) {
+void playout_line::fade_loose_end_into(std::int16_t* samples, int count) {
     if (count > 0) {
         for (int i = 0; i < std::min(loose_samples, count); ++i) {
-            begin[i] = faded(loose_end[i], begin[i], i, loose_samples);
+            samples[i] = faded(stored->loose_end[i], samples[i], i, loose_samples);
         }
         loose_samples = 0;
     }
 }
 
-void playout_line::take(std::span<std::int16_t, voice_frame_samples> frame) {
+void playout_line::take() {
     assert(waiting >= voice_frame_samples);
-    std::copy_n(next(), voice_frame_samples, frame.begin());
     waiting -= voice_frame_samples;
-    std::copy_n(samples.begin() + voice_frame_samples, history_samples + waiting, samples.begin());
+    begin += voice_frame_samples;
+}
+
+std::span<const std::int16_t, voice_frame_samples> playout_line::taken() const {
+    return std::span<const std::int16_t, voice_frame_samples>(next() - voice_frame_samples,
+                                                              voice_frame_samples);
 }
 
 splice_match playout_line::match_after() const {
@@ -130,6 +147,7 @@ void playout_line::leave_out(int lag) {
 }
 
 void playout_line::repeat(int lag) {
+    move_back();
     splice(-lag);
 }
 

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 
 namespace vocalink {
@@ -19,8 +20,9 @@ struct splice_match {
 };
 
 /** Samples that are decoded and not yet played. The wave has no jumps: where two pieces meet that do
- *  not belong together, one fades into the other. Keeps a
- *  few played samples to compare with. Belongs to one playout buffer. */
+ *  not belong together, one fades into the other. Keeps a few played samples to compare with. Samples
+ *  are decoded into the line and played from it; they move only every few ticks. Belongs to one
+ *  playout buffer. */
 class playout_line {
   public:
     /** Samples over which one piece fades into another that does not fit it: 5 ms. */
@@ -36,7 +38,12 @@ class playout_line {
 
     [[nodiscard]] int unplayed() const;
 
-    /** Adds samples at the end. There is room for a whole packet while less than 400 wait. */
+    /** Room for more samples at the end, to be written and then taken up by grow(). There is room for
+     *  a whole packet while less than 400 wait. */
+    [[nodiscard]] std::span<std::int16_t> room(int samples);
+    void grow(int samples);
+
+    /** Adds samples at the end. */
     void append(std::span<const std::int16_t> samples);
     void append_silence(int samples);
 
@@ -52,8 +59,11 @@ class playout_line {
     /** Whether a cut waits for something to fade in. */
     [[nodiscard]] bool has_loose_end() const;
 
-    /** Gives the next 20 ms, which wait. */
-    void take(std::span<std::int16_t, voice_frame_samples> frame);
+    /** Plays the next 20 ms, which wait. */
+    void take();
+
+    /** What take() played last. Valid until something is added. */
+    [[nodiscard]] std::span<const std::int16_t, voice_frame_samples> taken() const;
 
     /** Where the samples that come next resemble those shortly after (to leave some out), or those
      *  shortly before (to repeat some). Needs splice_overlap samples, and to leave some out
@@ -68,16 +78,28 @@ class playout_line {
   private:
     static constexpr int max_unplayed = 400 + max_voice_packet_samples;
 
+    /** Where the unplayed samples begin at first: with room for the history, on a cache line. */
+    static constexpr int first_begin = 288;
+    static_assert(first_begin >= history_samples);
+    /** They are moved back from here on: seldom, and before the line has wandered over much memory. */
+    static constexpr int furthest_begin = first_begin + 4 * voice_frame_samples;
+
+    struct storage {
+        alignas(64) std::array<std::int16_t, furthest_begin + max_unplayed> samples{};
+        std::array<std::int16_t, joint_samples> loose_end{}; // what would have come, fading out
+    };
+
     [[nodiscard]] std::int16_t* next();
     [[nodiscard]] const std::int16_t* next() const;
     [[nodiscard]] splice_match match(int direction) const;
+    void move_back();
     void splice(int distance);
     void loosen(const std::int16_t* from, int samples);
     void fade_loose_end_into(std::int16_t* samples, int count);
 
-    std::array<std::int16_t, history_samples + max_unplayed> samples{}; // played ones first
+    std::unique_ptr<storage> stored = std::make_unique<storage>();
+    int begin = first_begin; // of the unplayed samples; played ones stand before
     int waiting = 0;
-    std::array<std::int16_t, joint_samples> loose_end{}; // what would have come, fading out
     int loose_samples = 0;
 };
 

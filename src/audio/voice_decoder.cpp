@@ -3,6 +3,7 @@
 #include "audio/voice_decoder.hpp"
 
 #include <algorithm>
+#include <cassert>
 
 namespace vocalink {
 
@@ -34,7 +35,7 @@ int voice_decoder::samples_in(int payload_type, std::size_t bytes) const {
 }
 
 int voice_decoder::decode(int payload_type, std::span<const std::uint8_t> payload,
-                          std::span<std::int16_t, max_voice_packet_samples> out) {
+                          std::span<std::int16_t> out) {
     const std::size_t index = index_of(payload_type);
     if (index == formats.size()) {
         return 0;
@@ -44,6 +45,7 @@ int voice_decoder::decode(int payload_type, std::span<const std::uint8_t> payloa
     if (samples == 0) {
         return 0;
     }
+    assert(static_cast<std::size_t>(samples) <= out.size());
     if (!accepted.decoder) {
         accepted.decoder = accepted.codec->make_decoder();
     }

@@ -33,10 +33,11 @@ class voice_decoder {
     [[nodiscard]] int samples_in(int payload_type, std::size_t bytes) const;
 
     /** Decodes a payload.
+     *  @param out  room for samples_in() of it
      *  @return the samples written, those of samples_in(); 0 when the payload is refused or the
      *          codec's state cannot be made */
     [[nodiscard]] int decode(int payload_type, std::span<const std::uint8_t> payload,
-                             std::span<std::int16_t, max_voice_packet_samples> out);
+                             std::span<std::int16_t> out);
 
     /** Lets G.729 or iLBC make up its next frame in place of one that is lost.
      *  @return the samples written; 0 for codecs that have no concealment of their own */

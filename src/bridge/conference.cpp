@@ -12,7 +12,7 @@ using sum_samples = std::array<std::int32_t, tick_samples>;
 
 constexpr tick_frame silent_tick{};
 
-void add(sum_samples& sum, const tick_frame& frame) {
+void add(sum_samples& sum, tick_view frame) {
     for (std::size_t i = 0; i < tick_samples; ++i) {
         sum[i] += frame[i];
     }
@@ -25,7 +25,7 @@ void saturate(tick_frame& out, const sum_samples& sum) {
 }
 
 /** The sum less what the listener said itself. */
-void saturate_without(tick_frame& out, const sum_samples& sum, const tick_frame& own) {
+void saturate_without(tick_frame& out, const sum_samples& sum, tick_view own) {
     for (std::size_t i = 0; i < tick_samples; ++i) {
         out[i] = static_cast<std::int16_t>(std::clamp(sum[i] - own[i], -32768, 32767));
     }
@@ -46,7 +46,7 @@ conference::~conference() {
 }
 
 void conference::joined(stream& member) {
-    seat taken{&member, member.make_conference_leg(), nullptr};
+    seat taken{&member, member.make_conference_leg(), {}};
     if (seats.empty()) {
         conference_clock::instance().add(*this);
     }
@@ -90,7 +90,7 @@ void conference::hear_out_members(double now_s) {
         if (!speaker.leg->keys().empty()) {
             pressing.push_back(&speaker);
         }
-        if (speaker.said == nullptr) {
+        if (!speaker.said) {
             continue;
         }
         if (speaker.member->is_restricted()) {
@@ -116,7 +116,7 @@ void conference::pass_keys() {
 
 void conference::answer(const seat& listener, double due_s) {
     alignas(32) tick_frame out;
-    const bool own_is_open = listener.said != nullptr && !listener.member->is_restricted();
+    const bool own_is_open = listener.said && !listener.member->is_restricted();
     if (listener.member->is_selective()) {
         sum_frame heard{};
         add_sources(heard, listener);
@@ -146,7 +146,7 @@ void conference::add_restricted(sum_frame& heard, const seat& listener) const {
 void conference::add_sources(sum_frame& heard, const seat& listener) const {
     for (const std::string& source : listener.member->get_sources()) {
         const seat* const speaker = find_seat(source);
-        if (speaker != nullptr && speaker != &listener && speaker->said != nullptr &&
+        if (speaker != nullptr && speaker != &listener && speaker->said &&
             speaker->member->may_be_heard_by(listener.member->id)) {
             add(heard, *speaker->said);
         }

@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,7 +31,7 @@ class conference : public audio_policy, private tick_listener {
     struct seat {
         stream* member;
         std::unique_ptr<conference_leg> leg;
-        const tick_frame* said; // in this tick; null for nothing
+        std::optional<tick_view> said; // in this tick
     };
     using sum_frame = std::array<std::int32_t, tick_samples>;
 

@@ -22,7 +22,7 @@ class alsa_stream::leg : public conference_leg {
         }
     }
 
-    [[nodiscard]] const tick_frame* speak(double) override { return nullptr; }
+    [[nodiscard]] std::optional<tick_view> speak(double) override { return {}; }
     [[nodiscard]] bool listens() const override { return true; }
     void hear(const tick_frame& frame, double) override { play(frame); }
 

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 
 namespace vocalink {
@@ -14,8 +15,9 @@ namespace vocalink {
 /** Samples of one tick of every conference: 20 ms at 8 kHz. */
 inline constexpr std::size_t tick_samples = 160;
 
-/** One tick of audio, linear samples. */
+/** One tick of audio, linear samples, and such samples wherever they are. */
 using tick_frame = std::array<std::int16_t, tick_samples>;
+using tick_view = std::span<const std::int16_t, tick_samples>;
 
 /** A stream's part in a conference, from its join to its leave. Each kind of stream has its own.
  *
@@ -30,8 +32,8 @@ class conference_leg {
     conference_leg& operator=(const conference_leg&) = delete;
     virtual ~conference_leg() = default;
 
-    /** What the member says in this tick, or null when it is silent. Valid until the next call. */
-    [[nodiscard]] virtual const tick_frame* speak(double now_s) = 0;
+    /** What the member says in this tick, if anything. Valid until the next call. */
+    [[nodiscard]] virtual std::optional<tick_view> speak(double now_s) = 0;
 
     /** The keys that the member begins to send in this tick. */
     [[nodiscard]] virtual std::span<const key_press> keys() { return {}; }

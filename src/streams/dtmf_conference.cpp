@@ -38,7 +38,7 @@ class dtmf_stream::leg : public conference_leg {
         }
     }
 
-    [[nodiscard]] const tick_frame* speak(double) override {
+    [[nodiscard]] std::optional<tick_view> speak(double) override {
         pressing = ticks_left == 0 && sent < codes.size();
         if (pressing) {
             const int ticks = ticks_of(owner.duration);
@@ -52,7 +52,7 @@ class dtmf_stream::leg : public conference_leg {
         } else {
             owner.end_soon();
         }
-        return nullptr;
+        return {};
     }
 
     [[nodiscard]] std::span<const key_press> keys() override {

@@ -23,7 +23,7 @@ class rtp_stream::leg : public conference_leg {
   public:
     explicit leg(rtp_stream& stream);
 
-    [[nodiscard]] const tick_frame* speak(double now_s) override;
+    [[nodiscard]] std::optional<tick_view> speak(double now_s) override;
     [[nodiscard]] bool listens() const override { return true; }
     void hear(const tick_frame& frame, double due_s) override;
     void take_key(const key_press& key) override;
@@ -44,7 +44,6 @@ class rtp_stream::leg : public conference_leg {
 
     rtp_stream& owner;
     playout_buffer playout;
-    tick_frame said{};
     key_receiver keys_in;
     key_sender keys_out;
     voice_encoder encoder;

@@ -52,14 +52,14 @@ void rtp_stream::leg::discard_waiting() {
     playout.clear();
 }
 
-const tick_frame* rtp_stream::leg::speak(double now_s) {
+std::optional<tick_view> rtp_stream::leg::speak(double now_s) {
     receive_waiting(now_s);
     if (keys_in.pressed()) {
         report(keys_in.expire(now_s));
     }
-    const bool audible = playout.play(said, now_s);
+    const bool audible = playout.play(now_s);
     note_line();
-    return audible && !keys_in.pressed() ? &said : nullptr;
+    return audible && !keys_in.pressed() ? std::optional(playout.played()) : std::nullopt;
 }
 
 /** @return packets read */

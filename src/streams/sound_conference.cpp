@@ -13,11 +13,11 @@ class sound_stream::leg : public conference_leg {
     explicit leg(sound_stream& playing)
         : owner(playing), voice(playing.payload == ILBC ? int{ILBC} : -1, playing.frame_bytes) {}
 
-    [[nodiscard]] const tick_frame* speak(double) override {
+    [[nodiscard]] std::optional<tick_view> speak(double) override {
         while (waiting < tick_samples && read_packet()) {
         }
         if (waiting == 0) {
-            return nullptr;
+            return {};
         }
         const std::size_t taken = std::min(waiting, tick_samples);
         std::copy_n(samples.begin(), taken, frame.begin());
@@ -25,7 +25,7 @@ class sound_stream::leg : public conference_leg {
         std::copy(samples.begin() + static_cast<std::ptrdiff_t>(taken),
                   samples.begin() + static_cast<std::ptrdiff_t>(waiting), samples.begin());
         waiting -= taken;
-        return &frame;
+        return frame;
     }
 
   private:

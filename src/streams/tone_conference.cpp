@@ -17,14 +17,14 @@ class tone_stream::leg : public conference_leg {
         }
     }
 
-    [[nodiscard]] const tick_frame* speak(double) override {
+    [[nodiscard]] std::optional<tick_view> speak(double) override {
         const int count = owner.generator.generate(frame.data(), static_cast<int>(frame.size()));
         if (count <= 0) {
-            return nullptr;
+            return {};
         }
         std::fill(frame.begin() + count, frame.end(), 0);
         owner.count_incoming(static_cast<int>(sizeof frame));
-        return &frame;
+        return frame;
     }
 
     [[nodiscard]] bool listens() const override { return owner.detect; }

@@ -34,7 +34,7 @@ class wav_stream::leg : public conference_leg {
         owner.fill(std::floor(owner.lag(now_s)));
     }
 
-    [[nodiscard]] const tick_frame* speak(double) override { return nullptr; }
+    [[nodiscard]] std::optional<tick_view> speak(double) override { return {}; }
     [[nodiscard]] bool listens() const override { return true; }
 
     void hear(const tick_frame& frame, double due_s) override {

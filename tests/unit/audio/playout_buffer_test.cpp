@@ -79,7 +79,8 @@ class conversation {
     }
 
     bool tick() {
-        const bool said = buffer->play(frame, now_s + 0.010);
+        const bool said = buffer->play(now_s + 0.010);
+        std::ranges::copy(buffer->played(), frame.begin());
         now_s += 0.020;
         return said;
     }

@@ -40,11 +40,11 @@ const std::string event_packet("\x80\x65\0\1\0\0\3\xC0ssrc\5\x0A\0\0", 16);
 /** Speaks and hears the member's frames; a kind_event sends a key. */
 struct fake_leg : conference_leg {
     explicit fake_leg(fake_stream& member) : owner(member) {}
-    const tick_frame* speak(double) override {
+    std::optional<tick_view> speak(double) override {
         owner.reads = '.'; // of the last tick, where several catch up
         owner.sent.clear();
         std::copy_n(owner.incoming.begin(), tick_samples, said.begin());
-        return owner.get_type() == kind_event ? nullptr : &said;
+        return owner.get_type() == kind_event ? std::nullopt : std::optional<tick_view>(said);
     }
     std::span<const key_press> keys() override {
         return {&key, owner.get_type() == kind_event ? 1U : 0U};

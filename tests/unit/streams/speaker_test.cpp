@@ -139,7 +139,7 @@ TEST_F(speaker_test, sound_stream_decodes_its_file_for_mix_and_conference) {
                                played.incoming_packet() + row.frame_samples, expected.begin()));
         const auto leg = played.make_conference_leg();
         for (int tick = 0; tick < 3; ++tick) {
-            const tick_frame& said = *leg->speak(0);
+            const tick_view said = leg->speak(0).value();
             heard.insert(heard.end(), said.begin(), said.end());
         }
         EXPECT_TRUE(std::equal(heard.begin(), heard.end(), expected.begin()));

@@ -22,7 +22,9 @@ void leg::speak() {
     if (voice_sent < voice_frames()) {
         std::copy_n(&voice[voice_sent * frame_samples], frame_samples, frame.begin());
     }
-    const auto payload = mouth.encode(std::span(frame).first<frame_samples>());
+    std::array<std::uint8_t, voice_encoder::max_payload_bytes> packet;
+    const auto payload =
+        std::span(packet).first(mouth.encode(std::span(frame).first<frame_samples>(), packet));
     send(settings.payload, voice_sent == 0, payload);
     timestamp += frame_samples;
     ++voice_sent;

@@ -5,7 +5,6 @@
 #include "base/exceptions.hpp"
 
 #include <algorithm>
-#include <cstddef>
 
 namespace vocalink {
 
@@ -22,32 +21,29 @@ const audio_codec& codec_of(rtp_payload payload, int frame_bytes) {
 } // namespace
 
 voice_encoder::voice_encoder(rtp_payload stream_payload, int stream_frame_bytes)
-    : codec(codec_of(stream_payload, stream_frame_bytes)), encoder(codec.new_encoder()) {}
+    : codec(codec_of(stream_payload, stream_frame_bytes)), encoder(codec.new_encoder()),
+      waiting(packet_samples() == voice_frame_samples ? 0 : max_waiting_samples) {}
 
-std::span<const std::uint8_t>
-voice_encoder::encode(std::span<const std::int16_t, voice_frame_samples> frame) {
+std::size_t voice_encoder::encode(std::span<const std::int16_t, voice_frame_samples> frame,
+                                  std::span<std::uint8_t, max_payload_bytes> payload) {
     const int samples = packet_samples();
     if (samples == voice_frame_samples) {
-        return encode_packet(frame.data());
+        encoder->encode(frame.data(), payload.data());
+    } else {
+        std::copy(frame.begin(), frame.end(), waiting.begin() + waiting_samples);
+        waiting_samples += voice_frame_samples;
+        if (waiting_samples < samples) {
+            return 0;
+        }
+        encoder->encode(waiting.data(), payload.data());
+        std::copy(waiting.begin() + samples, waiting.begin() + waiting_samples, waiting.begin());
+        waiting_samples -= samples;
     }
-    std::copy(frame.begin(), frame.end(), waiting.begin() + waiting_samples);
-    waiting_samples += voice_frame_samples;
-    if (waiting_samples < samples) {
-        return {};
-    }
-    const std::span<const std::uint8_t> packet = encode_packet(waiting.data());
-    std::copy(waiting.begin() + samples, waiting.begin() + waiting_samples, waiting.begin());
-    waiting_samples -= samples;
-    return packet;
+    return static_cast<std::size_t>(codec.frame_bytes);
 }
 
 int voice_encoder::packet_samples() const {
     return codec.frame_samples;
-}
-
-std::span<const std::uint8_t> voice_encoder::encode_packet(const std::int16_t* samples) {
-    encoder->encode(samples, encoded.data());
-    return std::span(encoded).first(static_cast<std::size_t>(codec.frame_bytes));
 }
 
 } // namespace vocalink

@@ -5,9 +5,10 @@
 #include "audio/codec.hpp"
 #include "audio/frame.hpp"
 
-#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 namespace vocalink {
 
@@ -21,11 +22,14 @@ class voice_encoder {
      *  @throws stream_exception when a state cannot be made */
     voice_encoder(rtp_payload stream_payload, int stream_frame_bytes);
 
+    /** Bytes of the longest payload. */
+    static constexpr std::size_t max_payload_bytes = 160;
+
     /** Encodes the next 20 ms.
-     *  @return the payload of the packet that is due now, empty when none is; valid until the next
-     *          call */
-    [[nodiscard]] std::span<const std::uint8_t>
-    encode(std::span<const std::int16_t, voice_frame_samples> frame);
+     *  @param payload  of the packet that is due now
+     *  @return its bytes, 0 when none is due */
+    [[nodiscard]] std::size_t encode(std::span<const std::int16_t, voice_frame_samples> frame,
+                                     std::span<std::uint8_t, max_payload_bytes> payload);
 
     /** Samples of each packet, which is also the step of its timestamp: 160, or 240. */
     [[nodiscard]] int packet_samples() const;
@@ -34,13 +38,11 @@ class voice_encoder {
     /** Two frames of 20 ms wait at most for a packet of 30 ms. */
     static constexpr int max_waiting_samples = 2 * voice_frame_samples;
 
-    [[nodiscard]] std::span<const std::uint8_t> encode_packet(const std::int16_t* samples);
-
     const audio_codec& codec;
     const codec_encoder_ptr encoder;
-    std::array<std::int16_t, max_waiting_samples> waiting{}; // samples of a packet not yet whole
     int waiting_samples = 0;
-    std::array<std::uint8_t, voice_frame_samples> encoded{};
+    std::vector<std::int16_t>
+        waiting; // samples of a packet not yet whole, where packets are longer
 };
 
 } // namespace vocalink

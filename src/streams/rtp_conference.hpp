@@ -38,9 +38,12 @@ class rtp_stream::leg : public conference_leg {
     void note_line();
 
     // Sending: rtp_conference_send.cpp
-    void send_audio(const tick_frame& frame);
-    void send(int payload_type, bool marker, std::uint32_t timestamp,
-              std::span<const std::uint8_t> payload, bool audio);
+    using packet_bytes =
+        std::array<std::uint8_t, rtp_header_bytes + voice_encoder::max_payload_bytes>;
+
+    void send_audio(packet_bytes& packet, const tick_frame& frame);
+    void send(packet_bytes& packet, std::size_t payload_bytes, int payload_type, bool marker,
+              std::uint32_t timestamp, bool audio);
 
     rtp_stream& owner;
     playout_buffer playout;

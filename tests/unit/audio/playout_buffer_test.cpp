@@ -173,7 +173,8 @@ TEST(playout_buffer, concealment_fades_and_ends_after_100_ms) {
             std::array<std::int16_t, voice_frame_samples> voice;
             std::generate(voice.begin(), voice.end(),
                           [n = 160 * i]() mutable { return voice_at(n++); });
-            talk.say(encoder.encode(voice));
+            std::array<std::uint8_t, voice_encoder::max_payload_bytes> packet;
+            talk.say(std::span(packet).first(encoder.encode(voice, packet)));
             talk.tick();
             loudness = std::max(loudness, rms(talk.frame));
         }

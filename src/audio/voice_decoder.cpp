@@ -7,59 +7,62 @@
 
 namespace vocalink {
 
+namespace {
+
+/** @return the format of that type, null when it is not accepted */
+template <class Formats>
+auto* find(Formats& formats, int payload_type) {
+    auto* const end = formats.data() + formats.size();
+    auto* const found = std::find_if(formats.data(), end, [=](const auto& each) {
+        return each.codec != nullptr && each.payload_type == payload_type;
+    });
+    return found != end ? found : nullptr;
+}
+
+} // namespace
+
 voice_decoder::voice_decoder(int ilbc_type, int ilbc_bytes) {
+    format* next = formats.data();
     for (const audio_codec& codec : audio_codecs()) {
         if (codec.payload != ILBC) {
-            formats.push_back({codec.payload, &codec, nullptr});
+            *next++ = {codec.payload, &codec, nullptr};
         } else if (ilbc_type >= 0 && codec.frame_bytes == ilbc_bytes) {
-            formats.push_back({ilbc_type, &codec, nullptr});
+            *next++ = {ilbc_type, &codec, nullptr};
         }
     }
 }
 
-/** @return where the format of that type stands, formats.size() when it is not accepted */
-std::size_t voice_decoder::index_of(int payload_type) const {
-    const auto found = std::find_if(formats.begin(), formats.end(), [=](const format& each) {
-        return each.payload_type == payload_type;
-    });
-    return static_cast<std::size_t>(found - formats.begin());
-}
-
 bool voice_decoder::accepts(int payload_type) const {
-    return index_of(payload_type) < formats.size();
+    return find(formats, payload_type) != nullptr;
 }
 
 int voice_decoder::samples_in(int payload_type, std::size_t bytes) const {
-    const std::size_t index = index_of(payload_type);
-    return index < formats.size() ? formats[index].codec->samples_in(bytes) : 0;
+    const format* const found = find(formats, payload_type);
+    return found != nullptr ? found->codec->samples_in(bytes) : 0;
 }
 
 int voice_decoder::decode(int payload_type, std::span<const std::uint8_t> payload,
                           std::span<std::int16_t> out) {
-    const std::size_t index = index_of(payload_type);
-    if (index == formats.size()) {
-        return 0;
-    }
-    format& accepted = formats[index];
-    const int samples = accepted.codec->samples_in(payload.size());
+    format* const found = find(formats, payload_type);
+    const int samples = found != nullptr ? found->codec->samples_in(payload.size()) : 0;
     if (samples == 0) {
         return 0;
     }
     assert(static_cast<std::size_t>(samples) <= out.size());
-    if (!accepted.decoder) {
-        accepted.decoder = accepted.codec->make_decoder();
+    if (!found->decoder) {
+        found->decoder = found->codec->make_decoder();
     }
-    if (!accepted.decoder) {
+    if (!found->decoder) {
         return 0;
     }
-    accepted.decoder->decode(payload, out.data());
+    found->decoder->decode(payload, out.data());
     return samples;
 }
 
 int voice_decoder::conceal(int payload_type, std::span<std::int16_t, max_concealed_samples> out) {
-    const std::size_t index = index_of(payload_type);
-    const bool started = index < formats.size() && formats[index].decoder;
-    return started ? formats[index].decoder->conceal(out.data()) : 0;
+    const format* const found = find(formats, payload_type);
+    const bool started = found != nullptr && found->decoder;
+    return started ? found->decoder->conceal(out.data()) : 0;
 }
 
 void voice_decoder::restart() {

@@ -5,10 +5,10 @@
 #include "audio/codec.hpp"
 #include "audio/frame.hpp"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <vector>
 
 namespace vocalink {
 
@@ -50,14 +50,12 @@ class voice_decoder {
   private:
     /** What one payload type carries. */
     struct format {
-        int payload_type;
-        const audio_codec* codec;
+        int payload_type = -1;
+        const audio_codec* codec = nullptr;
         codec_decoder_ptr decoder; // from its first packet on
     };
 
-    [[nodiscard]] std::size_t index_of(int payload_type) const;
-
-    std::vector<format> formats;
+    std::array<format, 5> formats; // µ-law, which most members speak, first
 };
 
 } // namespace vocalink

@@ -23,13 +23,13 @@ constexpr int lead_in = 5 * samples_per_ms;
 } // namespace
 
 concealer::concealer() {
-    plc_init(&plc);
+    plc_init(plc.get());
 }
 
 void concealer::heard(int payload_type, std::span<const std::uint8_t> payload,
                       std::span<std::int16_t> samples) {
     if (plc_fills) {
-        plc_rx(&plc, samples.data(), static_cast<int>(samples.size()));
+        plc_rx(plc.get(), samples.data(), static_cast<int>(samples.size()));
         plc_fills = false;
     }
     if (made_up >= fade_begin) {
@@ -59,7 +59,7 @@ int concealer::make_up(voice_decoder& decoder, playout_line& line, int samples) 
         if (count == 0) {
             begin_fill(line);
             count = std::min(samples, voice_frame_samples);
-            plc_fillin(&plc, frame.data(), count);
+            plc_fillin(plc.get(), frame.data(), count);
         }
         fade(std::span(frame).first(static_cast<std::size_t>(count)));
         line.append(std::span(frame).first(static_cast<std::size_t>(count)));
@@ -78,8 +78,8 @@ void concealer::begin_fill(const playout_line& line) {
     std::array<std::int16_t, playout_line::history_samples> history;
     static_assert(playout_line::history_samples >= PLC_HISTORY_LEN);
     line.copy_last(history);
-    plc_init(&plc);
-    plc_rx(&plc, history.data(), static_cast<int>(history.size()));
+    plc_init(plc.get());
+    plc_rx(plc.get(), history.data(), static_cast<int>(history.size()));
     plc_fills = true;
 }
 

@@ -6,6 +6,7 @@
 #include "audio/voice_decoder.hpp"
 
 #include <cstdint>
+#include <memory>
 #include <span>
 
 #include <spandsp.h>
@@ -36,11 +37,11 @@ class concealer {
     void begin_fill(const playout_line& line);
     void fade(std::span<std::int16_t> samples) const;
 
-    plc_state_t plc{};
     int payload_type_heard = -1;
     bool plc_fills = false; // in this gap, or in the one before the next packet
     bool comfort_noise = false;
     int made_up = 0; // samples since the last packet
+    std::unique_ptr<plc_state_t> plc = std::make_unique<plc_state_t>(); // apart: seldom used
 };
 
 } // namespace vocalink

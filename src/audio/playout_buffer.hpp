@@ -84,12 +84,7 @@ class playout_buffer {
     void shorten();
     void lengthen();
 
-    voice_decoder decoder;
-    playout_queue queue;
-    playout_source source;
-    playout_delay delay;
-    playout_line line;
-    concealer concealment;
+    // What a clean line needs lies together.
     std::int64_t line_end = 0;                           // place after the last sample of the line
     std::int64_t decoded_sequence = before_any_sequence; // of the last packet whose turn came
     std::uint32_t decoded_timestamp_end = 0;             // timestamp after it
@@ -98,6 +93,12 @@ class playout_buffer {
     int made_up_samples = 0;   // at the end of the line, since the last packet
     int undecided_samples = 0; // of them: a loss or a pause, as the next packet tells
     int ticks_since_splice = 0;
+    playout_line line;
+    playout_queue queue;
+    playout_source source;
+    playout_delay delay;
+    concealer concealment;
+    voice_decoder decoder;
     line_quality counted; // of it the numbers of packets late and doubled
 };
 

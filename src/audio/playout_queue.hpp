@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 
 namespace vocalink {
@@ -50,9 +51,13 @@ class playout_queue {
   private:
     [[nodiscard]] std::size_t index_of(std::int64_t sequence) const;
 
-    std::array<queued_packet, max_packets> packets{};
+    struct storage {
+        alignas(64) std::array<std::uint8_t, max_bytes> payloads{};
+        std::array<queued_packet, max_packets> packets{};
+    };
+
+    std::unique_ptr<storage> stored = std::make_unique<storage>();
     std::size_t count = 0;
-    std::array<std::uint8_t, max_bytes> payloads{};
     std::size_t used_bytes = 0;
 };
 

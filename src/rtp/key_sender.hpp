@@ -42,12 +42,12 @@ class key_sender {
 
     static constexpr std::size_t queue_length = 64;
 
-    std::array<key_press, queue_length> queue{}; // a ring
     std::size_t first = 0;
     std::size_t waiting = 0;
-    int tick = 0;            // of the key in progress, from 1; 0 between keys
-    int pause = 0;           // ticks before the next key may begin
-    std::uint32_t begin = 0; // timestamp of the key in progress
+    int tick = 0;                                // of the key in progress, from 1; 0 between keys
+    int pause = 0;                               // ticks before the next key may begin
+    std::uint32_t begin = 0;                     // timestamp of the key in progress
+    std::array<key_press, queue_length> queue{}; // a ring; behind what every tick looks at
 };
 
 } // namespace vocalink

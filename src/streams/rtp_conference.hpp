@@ -22,6 +22,12 @@ namespace vocalink {
 class rtp_stream::leg : public conference_leg {
   public:
     explicit leg(rtp_stream& stream);
+    ~leg() override;
+
+    /** The stream ends before the conference lets this go, which must not use it any more. */
+    void note_end_of_stream() { stream_ended = true; }
+    /** The line as measured in this conference and those before. */
+    [[nodiscard]] line_quality line() const;
 
     [[nodiscard]] std::optional<tick_view> speak(double now_s) override;
     [[nodiscard]] bool listens() const override { return true; }
@@ -35,7 +41,6 @@ class rtp_stream::leg : public conference_leg {
     void take_packet(const packet_reader::packet& packet, double now_s);
     void take_event(const rtp_view& view, double arrival_s);
     void report(const key_receiver::changes& changes);
-    void note_line();
 
     // Sending: rtp_conference_send.cpp
     using packet_bytes =
@@ -45,14 +50,16 @@ class rtp_stream::leg : public conference_leg {
     void send(packet_bytes& packet, std::size_t payload_bytes, int payload_type, bool marker,
               std::uint32_t timestamp, bool audio);
 
+    // In the order of use.
     rtp_stream& owner;
+    std::uint32_t clock;       // timestamp of this tick
+    int waiting_samples = 0;   // taken by the encoder, not yet in a packet
+    bool first_packet = true;  // since the join
+    bool stream_ended = false; // the owner has
+    voice_encoder encoder;
     playout_buffer playout;
     key_receiver keys_in;
     key_sender keys_out;
-    voice_encoder encoder;
-    std::uint32_t clock;        // timestamp of this tick
-    int waiting_samples = 0;    // taken by the encoder, not yet in a packet
-    bool first_packet = true;   // since the join
     const line_quality earlier; // what came before this join
 };
 

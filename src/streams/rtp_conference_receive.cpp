@@ -33,12 +33,26 @@ std::unique_ptr<conference_leg> rtp_stream::make_conference_leg() {
 }
 
 rtp_stream::leg::leg(rtp_stream& stream)
-    : owner(stream), playout(ilbc_type_of(stream), stream.frame_bytes),
+    : owner(stream), clock(rtp_packet::timestamp(stream.own_packet.data())),
       encoder(stream.payload, stream.frame_bytes),
-      clock(rtp_packet::timestamp(stream.own_packet.data())), earlier(stream.line) {
+      playout(ilbc_type_of(stream), stream.frame_bytes), earlier(stream.line) {
+    owner.conference_part = this;
     owner.arrivals.forget();
     packet_reader::enable_stamps(owner.fd.get());
     discard_waiting();
+}
+
+rtp_stream::leg::~leg() {
+    if (!stream_ended) {
+        owner.line = line();
+        owner.conference_part = nullptr;
+    }
+}
+
+line_quality rtp_stream::leg::line() const {
+    line_quality whole = playout.counters();
+    whole += earlier;
+    return whole;
 }
 
 /** Reads the packets that came while nobody listened. Reports their keys and codes, and drops their
@@ -58,7 +72,6 @@ std::optional<tick_view> rtp_stream::leg::speak(double now_s) {
         report(keys_in.expire(now_s));
     }
     const bool audible = playout.play(now_s);
-    note_line();
     return audible && !keys_in.pressed() ? std::optional(playout.played()) : std::nullopt;
 }
 
@@ -130,12 +143,6 @@ void rtp_stream::leg::report(const key_receiver::changes& changes) {
             owner.notify_dtmf_end(change.event);
         }
     }
-}
-
-/** Adds the counts of this leg's playout buffer to those of earlier legs. */
-void rtp_stream::leg::note_line() {
-    owner.line = playout.counters();
-    owner.line += earlier;
 }
 
 } // namespace vocalink

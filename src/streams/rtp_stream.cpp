@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The RTP endpoint's construction, socket and end.
-#include "streams/rtp_stream.hpp"
-
 #include "base/config.hpp"
 #include "base/exceptions.hpp"
 #include "rtp/rtp_ports.hpp"
+#include "streams/rtp_conference.hpp"
 #include "util/inet_text.hpp"
 #include "util/log_line.hpp"
 #include "util/system_random.hpp"
@@ -81,6 +80,9 @@ rtp_stream::rtp_stream(std::string stream_id, std::string local_ip, std::string 
 rtp_stream::~rtp_stream() {
     held.give_back(local_addr.sin_addr.s_addr, ntohs(local_addr.sin_port));
     rtp_stream::settle_figures();
+    if (conference_part != nullptr) {
+        conference_part->note_end_of_stream();
+    }
     if (sap) {
         sap->say_goodbye();
     }

@@ -148,7 +148,8 @@ class rtp_stream : public stream {
     event_numbering relayed_events;
     pkt_hdr_pcap pcap_in; // headers of recorded packets, by the addresses at creation
     pkt_hdr_pcap pcap_out;
-    line_quality line; // measured in conferences
+    line_quality line;              // measured in conferences that it has left
+    leg* conference_part = nullptr; // in the one that it is in, which owns it
 
     // The rest of the call.
     sockaddr_in local_addr{};

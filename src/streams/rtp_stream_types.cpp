@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The payload types that the RTP endpoint's far end may choose, and the figures of its line.
-#include "streams/rtp_stream.hpp"
+#include "streams/rtp_conference.hpp"
 
 namespace vocalink {
 
@@ -16,7 +16,7 @@ void rtp_stream::set_stream_events(int payload_type) {
 }
 
 line_quality rtp_stream::whole_line() const {
-    line_quality whole = line;
+    line_quality whole = conference_part != nullptr ? conference_part->line() : line;
     whole.lost += arrivals.lost();
     whole.duplicate += arrivals.duplicates();
     if (arrivals.is_known()) {

@@ -24,6 +24,8 @@ class codec_decoder {
     virtual int conceal(std::int16_t*) { return 0; }
     /** Forgets what came before: another source speaks now. */
     virtual void restart() {}
+    /** Whether there is one for all streams, because the codec has no state. It stays. */
+    [[nodiscard]] virtual bool is_shared() const { return false; }
 };
 
 /** Turns linear samples into frames. Belongs to one stream; loop thread only. */
@@ -32,10 +34,27 @@ class codec_encoder {
     virtual ~codec_encoder() = default;
     /** Encodes one packet, audio_codec::frame_samples into audio_codec::frame_bytes. */
     virtual void encode(const std::int16_t* samples, std::uint8_t* payload) = 0;
+    /** Whether there is one for all streams, because the codec has no state. It stays. */
+    [[nodiscard]] virtual bool is_shared() const { return false; }
 };
 
-using codec_decoder_ptr = std::unique_ptr<codec_decoder>;
-using codec_encoder_ptr = std::unique_ptr<codec_encoder>;
+/** Deletes decoders and encoders that are not shared. */
+struct codec_deleter {
+    codec_deleter() = default;
+    template <class Coder>
+    codec_deleter(const std::default_delete<Coder>&) {
+    } // NOLINT: from what std::make_unique() gives
+
+    template <class Coder>
+    void operator()(Coder* coder) const {
+        if (!coder->is_shared()) {
+            delete coder;
+        }
+    }
+};
+
+using codec_decoder_ptr = std::unique_ptr<codec_decoder, codec_deleter>;
+using codec_encoder_ptr = std::unique_ptr<codec_encoder, codec_deleter>;
 
 /** The facts of one codec in one mode. */
 struct audio_codec {

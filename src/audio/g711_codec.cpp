@@ -16,6 +16,7 @@ class g711_decoder : public codec_decoder {
         Decode(reinterpret_cast<const char*>(payload.data()), samples,
                static_cast<int>(payload.size()));
     }
+    [[nodiscard]] bool is_shared() const override { return true; }
 };
 
 template <void (*Encode)(const short*, char*, int)>
@@ -24,24 +25,31 @@ class g711_encoder : public codec_encoder {
     void encode(const std::int16_t* samples, std::uint8_t* payload) override {
         Encode(samples, reinterpret_cast<char*>(payload), usual_frame_samples);
     }
+    [[nodiscard]] bool is_shared() const override { return true; }
 };
+
+template <class Coder>
+Coder* the_one() {
+    static Coder one;
+    return &one;
+}
 
 } // namespace
 
 codec_decoder_ptr make_ulaw_decoder() {
-    return std::make_unique<g711_decoder<ulaw2linear>>();
+    return codec_decoder_ptr(the_one<g711_decoder<ulaw2linear>>());
 }
 
 codec_encoder_ptr make_ulaw_encoder() {
-    return std::make_unique<g711_encoder<linear2ulaw>>();
+    return codec_encoder_ptr(the_one<g711_encoder<linear2ulaw>>());
 }
 
 codec_decoder_ptr make_alaw_decoder() {
-    return std::make_unique<g711_decoder<alaw2linear>>();
+    return codec_decoder_ptr(the_one<g711_decoder<alaw2linear>>());
 }
 
 codec_encoder_ptr make_alaw_encoder() {
-    return std::make_unique<g711_encoder<linear2alaw>>();
+    return codec_encoder_ptr(the_one<g711_encoder<linear2alaw>>());
 }
 
 } // namespace vocalink

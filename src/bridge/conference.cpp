@@ -2,6 +2,8 @@
 // The bridge in which every member is mixed, 20 ms at a time.
 #include "bridge/conference.hpp"
 
+#include "util/prefetch.hpp"
+
 #include <algorithm>
 
 namespace vocalink {
@@ -73,9 +75,19 @@ void conference::tick(double now_s, double due_s) {
     hear_out_members(now_s);
     pass_keys();
     for (const seat& listener : seats) {
+        prefetch_after(listener);
         if (listener.leg->listens()) {
             answer(listener, due_s);
         }
+    }
+}
+
+/** Fetches what the next member needs while the system calls of this one run. */
+void conference::prefetch_after(const seat& served) const {
+    const seat* const next = &served + 1;
+    if (next != seats.data() + seats.size()) {
+        util::prefetch(next->leg.get(), conference_leg::hot_bytes);
+        next->member->prefetch();
     }
 }
 
@@ -86,6 +98,7 @@ void conference::hear_out_members(double now_s) {
     restricted.clear();
     pressing.clear();
     for (seat& speaker : seats) {
+        prefetch_after(speaker);
         speaker.said = speaker.leg->speak(now_s);
         if (!speaker.leg->keys().empty()) {
             pressing.push_back(&speaker);

@@ -37,6 +37,7 @@ class conference : public audio_policy, private tick_listener {
 
     void tick(double now_s, double due_s) override;
     void hear_out_members(double now_s);
+    void prefetch_after(const seat& served) const;
     void pass_keys();
     void answer(const seat& listener, double due_s);
     void add_restricted(sum_frame& heard, const seat& listener) const;

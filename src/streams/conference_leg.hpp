@@ -27,6 +27,9 @@ using tick_view = std::span<const std::int16_t, tick_samples>;
  *  the monotonic clock. Loop thread only. */
 class conference_leg {
   public:
+    /** What every tick needs should lie in the first bytes of a leg: they are fetched in advance. */
+    static constexpr std::size_t hot_bytes = 704;
+
     conference_leg() = default;
     conference_leg(const conference_leg&) = delete;
     conference_leg& operator=(const conference_leg&) = delete;

@@ -8,6 +8,7 @@
 #include "streams/packet_counters.hpp"
 #include "streams/routing_rules.hpp"
 #include "util/event_loop.hpp"
+#include "util/prefetch.hpp"
 #include "util/repeat_guard.hpp"
 #include "util/signal.hpp"
 
@@ -72,6 +73,12 @@ class alignas(cache_line_bytes) stream {
     util::signal1<std::string> notify_signal;
 
     [[nodiscard]] stream_kind get_type() const { return type; }
+
+    /** Fetches into the cache what each packet needs. */
+    void prefetch() const {
+        util::prefetch(this, 1);
+        util::prefetch(&recordings, hot_bytes);
+    }
 
     /** The SSRC, as it stands in packets, of a stream that hands out packets of its own making; none
      *  for an endpoint, which hands out those of its far end. */
@@ -217,6 +224,8 @@ class alignas(cache_line_bytes) stream {
     mixed_frame outgoing;
 
   private:
+    static constexpr std::size_t hot_bytes = 448; // from `recordings` into derived classes
+
     const stream_kind type;
     ev::timer timeout_timer;
     std::map<std::string, std::unique_ptr<recording>> recordings;

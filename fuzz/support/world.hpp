@@ -9,6 +9,7 @@
 #include "recording/rec_mover_thread.hpp"
 #include "util/event_loop.hpp"
 #include "util/loop_calls.hpp"
+#include "util/packet_poll.hpp"
 #include "util/unique_fd.hpp"
 
 namespace vocalink::fuzz {
@@ -51,6 +52,7 @@ class world {
     const ev::default_loop loop;
     util::unique_fd notices; // of recordings, to nobody
     util::loop_calls calls;
+    util::packet_poll sockets;
     RecMoverThread mover;
     LoggingThread writer;
     SoundReaderThread reader;

@@ -10,6 +10,7 @@
 #include "recording/rec_mover_thread.hpp"
 #include "util/event_loop.hpp"
 #include "util/loop_calls.hpp"
+#include "util/packet_poll.hpp"
 #include "util/service_notifier.hpp"
 #include "util/signal.hpp"
 #include "util/unique_fd.hpp"
@@ -70,6 +71,7 @@ class main {
     ev::timer accept_retry_timer;                   // runs while the system refuses descriptors
     bool accept_failing = false;                    // since the last successful accept
     int connection_counter = 0;                     // names are never used twice
+    util::packet_poll sockets;                      // of the streams
     command_turns turns;                            // of the connections
     std::map<std::string, connection*> connections; // owned, by name
     struct stat bound_socket {};                    // our socket file, to know it again

@@ -165,13 +165,13 @@ void rtp_stream::set_stream_endpoint(std::string ip, int port) {
 }
 
 void rtp_stream::enable_stream_loop() {
-    io_watcher.set<rtp_stream, &rtp_stream::device_stream_callback>(this);
-    io_watcher.start(fd.get(), ev::READ);
+    packets.set<rtp_stream, &rtp_stream::device_stream_callback>(this);
+    packets.start(fd.get());
     stream::enable_stream_loop();
 }
 
 void rtp_stream::disable_stream_loop() {
-    io_watcher.stop();
+    packets.stop();
     stream::disable_stream_loop();
 }
 

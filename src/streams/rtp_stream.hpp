@@ -15,7 +15,7 @@
 #include "rtp/srtp_session.hpp"
 #include "streams/rtp_figures.hpp"
 #include "streams/stream.hpp"
-#include "util/event_loop.hpp"
+#include "util/packet_poll.hpp"
 #include "util/repeat_guard.hpp"
 #include "util/unique_fd.hpp"
 
@@ -86,7 +86,7 @@ class rtp_stream : public stream {
     [[noreturn]] void refuse_address(const std::string& why);
 
     // Receiving: rtp_stream_receive.cpp
-    void device_stream_callback(ev::io& io, int events);
+    void device_stream_callback();
     int receive(char* packet, int room, sockaddr_in& sender);
     int drain_socket(char* packet, int room, int received, sockaddr_in& sender,
                      std::span<const std::uint8_t>& audio);
@@ -138,7 +138,7 @@ class rtp_stream : public stream {
         srtp_session recv;
     };
     std::unique_ptr<srtp_sessions> srtp; // once keys are set
-    ev::io io_watcher;                   // after fd: stops before the descriptor closes
+    util::packet_watcher packets;        // after fd: stops before the descriptor closes
 
     // A mix, a digit, a recording.
     const codec_encoder_ptr encoder; // of a stream that hears mixes

@@ -22,7 +22,7 @@ constexpr std::size_t most_logged_types = 20;
 
 } // namespace
 
-void rtp_stream::device_stream_callback(ev::io&, int) {
+void rtp_stream::device_stream_callback() {
     sync_signal.emit(this);
 }
 

@@ -5,7 +5,7 @@
 #include "base/config.hpp"
 #include "harness/rtp_peer.hpp"
 #include "harness/temporary_directory.hpp"
-#include "util/event_loop.hpp"
+#include "util/packet_poll.hpp"
 
 #include <gtest/gtest.h>
 
@@ -47,6 +47,7 @@ class loop_test : public testing::Test {
     char* no_arguments[1]{};
     config options{0, no_arguments};
     ev::default_loop loop;
+    util::packet_poll sockets;
 };
 
 } // namespace vocalink

@@ -4,12 +4,15 @@
 #include "util/base64.hpp"
 #include "util/hex_dump.hpp"
 #include "util/loop_lag.hpp"
+#include "util/packet_poll.hpp"
 #include "util/rate_guard.hpp"
 #include "util/retry.hpp"
 #include "util/signal.hpp"
 #include "util/text.hpp"
 #include "util/time_values.hpp"
 #include "util/unique_id.hpp"
+
+#include <thread>
 
 namespace vocalink::util {
 namespace {
@@ -199,6 +202,79 @@ TEST(loop_lag, counts_a_stall_for_every_moment_that_it_covers) {
     EXPECT_NEAR(stalled.p99_s, 0.015, 1e-9);
     measured.note_lateness(0.002);
     EXPECT_EQ(measured.take().longest_s, 0.002);
+}
+
+/** Reads a packet whenever it is called. */
+struct leg {
+    void take() {
+        (void)phone.receive();
+        calls += 1;
+        reaction();
+    }
+
+    harness::rtp_peer phone{};
+    packet_watcher watcher{};
+    int calls = 0;
+    std::function<void()> reaction = [] {};
+};
+
+class packet_poll_test : public loop_test {
+  protected:
+    packet_poll_test() {
+        for (auto& each : legs) {
+            each = std::make_unique<leg>();
+            each->watcher.set<leg, &leg::take>(each.get());
+            each->watcher.start(each->phone.fd());
+        }
+    }
+    void send(int packets) {
+        for (const auto& to : legs) {
+            for (int i = 0; i < packets; ++i) {
+                legs[0]->phone.send_to(to->phone.ip(), to->phone.port(), bytes{1});
+            }
+        }
+    }
+
+    std::array<std::unique_ptr<leg>, 2> legs;
+};
+
+TEST_F(packet_poll_test, reads_each_socket_once_or_many_packets_in_bounded_turns) {
+    const auto read_by = [this](int flags) {
+        ev_run(loop.raw_loop, flags);
+        return legs[0]->calls + legs[1]->calls;
+    };
+    send(200);
+    for (int turn = 1; turn <= 150; ++turn) {
+        EXPECT_EQ(read_by(EVRUN_NOWAIT), 2 * turn);
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    EXPECT_EQ(read_by(EVRUN_NOWAIT), 302); // and these are many in that time
+    EXPECT_EQ(read_by(EVRUN_ONCE), 366);
+    EXPECT_EQ(read_by(EVRUN_ONCE), 400);
+}
+
+TEST_F(packet_poll_test, calls_nobody_who_was_deleted_before_its_turn) {
+    int calls = 0;
+    for (const std::size_t i : {0, 1}) {
+        legs[i]->reaction = [this, &calls, i] {
+            calls += 1;
+            legs[1 - i].reset();
+        };
+    }
+    send(1);
+    ev_run(loop.raw_loop, EVRUN_NOWAIT);
+    EXPECT_EQ(calls, 1);
+}
+
+TEST(packet_rate, becomes_high_at_two_packets_a_millisecond_and_low_below_one) {
+    packet_rate rate;
+    std::string high;
+    double now_s = 100;
+    for (const int packets : {0, 49, 51, 26, 24, 49}) { // in 25 ms each
+        high += rate.note(packets, now_s += 0.025) ? 'h' : 'l';
+    }
+    EXPECT_EQ(high, "llhhll");
+    EXPECT_FALSE(rate.note(1000, now_s + 0.01)) << "a burst is not yet a load";
 }
 
 } // namespace

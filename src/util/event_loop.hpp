@@ -12,8 +12,6 @@ namespace vocalink::util {
 
 /** The wall clock in seconds since 1970 at the same moment, for time stamps that somebody reads.
  *  Loop thread. */
-[[nodiscard]] inline double wall_clock_now() {
-    return ev::get_default_loop().now();
-}
+[[nodiscard]] double wall_clock_now();
 
 } // namespace vocalink::util

@@ -163,7 +163,10 @@ class delegate_set {
 
     void emit(const Args&... args) {
         constexpr std::size_t usual_listeners = 4;
-        if (listeners.size() <= usual_listeners) {
+        if (listeners.size() == 1) {
+            const delegate lone = *listeners.begin();
+            lone(args...); // there is nobody whom it could disconnect
+        } else if (listeners.size() <= usual_listeners) {
             std::array<delegate, usual_listeners> copy;
             std::copy(listeners.begin(), listeners.end(), copy.begin());
             walk(copy.data(), listeners.size(), args...);

@@ -64,7 +64,7 @@ class LoggingThread : public util::MsgQueueThread, public util::newest_instance<
     static void announce(recording_file& file);
     void report_write_error(const recording_file& file);
 
-    write_buffer buffer;                        // the worker's alone
+    std::vector<char> buffer;                   // the worker's alone
     bool write_error_reported = false;          // one line for the whole process
     std::atomic<long long> waiting_bytes = 0;   // of memory, in blocks
     std::atomic<long long> failed_to_write = 0; // records

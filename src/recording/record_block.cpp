@@ -8,22 +8,31 @@ namespace vocalink {
 
 void record_block::append_copies(std::span<const char> record, std::uint32_t copies) {
     in_file += static_cast<long long>(record.size()) * copies;
-    if (run_at != no_run) {
-        record_head head = head_at(run_at);
-        const char* const repeated = bytes.data() + run_at + sizeof head;
-        if (std::equal(record.begin(), record.end(), repeated, repeated + head.length)) {
-            head.copies += copies;
-            std::memcpy(bytes.data() + run_at, &head, sizeof head);
-            return;
-        }
+    if (copies_at_end() > 0 && runs.back().length == record.size() &&
+        std::equal(record.rbegin(), record.rend(), stored.rbegin())) {
+        runs.back().records += copies;
+        return;
     }
-    run_at = bytes.size();
-    char* const at = extend({static_cast<std::uint32_t>(record.size()), copies});
-    std::memcpy(at, record.data(), record.size());
+    stored.insert(stored.end(), record.begin(), record.end());
+    runs.push_back({static_cast<std::uint32_t>(record.size()), copies, true});
 }
 
 std::uint32_t record_block::copies_at_end() const {
-    return run_at == no_run ? 0 : head_at(run_at).copies;
+    return runs.empty() || !runs.back().repeats ? 0 : runs.back().records;
+}
+
+record_block::extent record_block::whole_records(long long first_bytes) const {
+    extent whole;
+    for (const run& each : runs) {
+        const long long room = (first_bytes - whole.bytes) / each.length;
+        const long long fitting = std::min<long long>(each.records, room);
+        whole.records += fitting;
+        whole.bytes += fitting * each.length;
+        if (fitting < each.records) {
+            break;
+        }
+    }
+    return whole;
 }
 
 } // namespace vocalink

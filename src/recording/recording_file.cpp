@@ -50,18 +50,18 @@ bool recording_file::write_header() {
     if (format.header == nullptr) {
         return true;
     }
-    write_buffer buffer;
-    const std::string header = format.header(0);
-    gather(header, buffer);
-    const bool written = flush(buffer);
+    record_block block;
+    block.append({}, format.header(0));
+    std::vector<char> unused;
+    append_records(block, unused);
     header_length = length;
-    return written;
+    errno = write_error;
+    return !write_failed;
 }
 
-bool recording_file::write(const record_block& block, write_buffer& buffer) {
+bool recording_file::write(const record_block& block, std::vector<char>& buffer) {
     const bool failed_before = write_failed;
-    block.for_each([&](std::span<const char> record) { gather(record, buffer); });
-    (void)flush(buffer);
+    append_records(block, buffer);
     if (format.header_has_size) {
         const std::string header =
             format.header(static_cast<std::uint64_t>(length - header_length));
@@ -72,52 +72,53 @@ bool recording_file::write(const record_block& block, write_buffer& buffer) {
     return failed_before || !write_failed;
 }
 
-void recording_file::gather(std::span<const char> record, write_buffer& buffer) {
+/** Writes a block as it lies, unless some of its records repeat. What the file cannot take is lost. */
+void recording_file::append_records(const record_block& block, std::vector<char>& buffer) {
+    const off_t block_at = length;
+    block.for_each_piece([&](std::span<const char> bytes, std::uint32_t copies) {
+        if (static_cast<long long>(bytes.size()) == block.file_bytes()) {
+            append(bytes);
+            return;
+        }
+        for (; copies > 0; --copies) {
+            buffer.insert(buffer.end(), bytes.begin(), bytes.end());
+            if (buffer.size() >= flushed_bytes) {
+                append(buffer);
+                buffer.clear();
+            }
+        }
+    });
+    append(buffer);
+    buffer.clear();
     if (write_failed) {
-        lost += 1;
-        return;
-    }
-    buffer.bytes.insert(buffer.bytes.end(), record.begin(), record.end());
-    buffer.record_ends.push_back(buffer.bytes.size());
-    if (buffer.bytes.size() >= flushed_bytes) {
-        (void)flush(buffer);
+        cut_back(block_at, block);
     }
 }
 
-/** Writes the gathered records. */
-bool recording_file::flush(write_buffer& buffer) {
-    std::size_t done = 0;
-    while (done < buffer.bytes.size()) {
-        const ssize_t written =
-            ::write(fd.get(), buffer.bytes.data() + done, buffer.bytes.size() - done);
+/** Writes bytes, or as many as the file takes. Does nothing once a write has failed. */
+void recording_file::append(std::span<const char> bytes) {
+    while (!bytes.empty() && !write_failed) {
+        const ssize_t written = ::write(fd.get(), bytes.data(), bytes.size());
         if (written > 0) {
-            done += static_cast<std::size_t>(written);
+            length += static_cast<off_t>(written);
+            bytes = bytes.subspan(static_cast<std::size_t>(written));
         } else if (written == 0 || errno != EINTR) {
-            done = cut_back(buffer, done);
-            break;
+            write_error = errno;
+            write_failed = true;
         }
     }
-    length += static_cast<off_t>(done);
-    buffer.bytes.clear();
-    buffer.record_ends.clear();
-    errno = write_error;
-    return !write_failed;
 }
 
-/** Cuts the file after the last whole record. The rest is lost.
- *  @return bytes of the buffer that stay in the file */
-std::size_t recording_file::cut_back(const write_buffer& buffer, std::size_t written) {
-    write_error = errno;
-    write_failed = true;
-    const auto cut =
-        std::upper_bound(buffer.record_ends.begin(), buffer.record_ends.end(), written);
-    lost += buffer.record_ends.end() - cut;
-    const std::size_t whole = cut == buffer.record_ends.begin() ? 0 : *(cut - 1);
-    if (whole != written) {
+/** Cuts the file after the last whole record of a block that it could not take. The rest is lost.
+ *  @param block_at  where the block begins in the file */
+void recording_file::cut_back(off_t block_at, const record_block& block) {
+    const record_block::extent whole = block.whole_records(length - block_at);
+    lost += block.whole_records(block.file_bytes()).records - whole.records;
+    if (block_at + whole.bytes != length) {
+        length = block_at + static_cast<off_t>(whole.bytes);
         // Best effort: if this fails too, the file ends with a partial record.
-        (void)!::ftruncate(fd.get(), length + static_cast<off_t>(whole));
+        (void)!::ftruncate(fd.get(), length);
     }
-    return whole;
 }
 
 } // namespace vocalink

@@ -15,12 +15,6 @@
 
 namespace vocalink {
 
-/** What the file writer puts together before it writes; one for all files. */
-struct write_buffer {
-    std::vector<char> bytes;
-    std::vector<std::size_t> record_ends; // in bytes
-};
-
 /** A file that is only ever extended, by whole records. Once a write has failed it is cut back to its
  *  last whole record and nothing more is written, so that what is there stays readable.
  *
@@ -57,8 +51,9 @@ class recording_file {
     bool write_header();
 
     /** Appends the records, all at once, and brings a header that tells the size up to date.
+     *  @param buffer  to put records together in; one for all files
      *  @return false, with errno, when this call has found that the file cannot take them */
-    bool write(const record_block& block, write_buffer& buffer);
+    bool write(const record_block& block, std::vector<char>& buffer);
 
     void close() { fd.reset(); }
 
@@ -70,9 +65,9 @@ class recording_file {
     bool announced = false; // the controller knows that there is data
 
   private:
-    void gather(std::span<const char> record, write_buffer& buffer);
-    bool flush(write_buffer& buffer);
-    std::size_t cut_back(const write_buffer& buffer, std::size_t written);
+    void append(std::span<const char> bytes);
+    void append_records(const record_block& block, std::vector<char>& buffer);
+    void cut_back(off_t block_at, const record_block& block);
 
     const file_format& format;
     util::unique_fd fd;

@@ -25,8 +25,8 @@ struct writer_figures {
 };
 
 /** Does every file operation of every recording, in the order asked, announces the first data of
- *  each, and hands finished files to the mover. Twice a second it has the sinks hand over what they
- *  have gathered. Singleton, owned by main. */
+ *  each, and hands finished files to the mover. Twice a second it has sinks hand over what they have
+ *  gathered. Singleton, owned by main. */
 class LoggingThread : public util::MsgQueueThread, public util::newest_instance<LoggingThread> {
   public:
     LoggingThread();
@@ -47,7 +47,7 @@ class LoggingThread : public util::MsgQueueThread, public util::newest_instance<
     [[nodiscard]] bool is_behind() const;
     /** Queues records, whatever waits. */
     void queue_block(WriteBlockRequest* request);
-    /** Has the sink hand over its block within half a second. */
+    /** Has the sink hand over its block within half a second, or one for each 256 sinks. */
     void give_turn(record_sink& sink);
     /** The sink ends. */
     void forget(record_sink& sink) { gathering.erase(&sink); }
@@ -74,6 +74,7 @@ class LoggingThread : public util::MsgQueueThread, public util::newest_instance<
     long long refused = 0; // the loop's: records
 
     std::set<record_sink*> gathering; // the loop's: sinks with a block to hand over
+    record_sink* latest = nullptr;    // that had a turn; may have ended
     ev::timer turn_timer;             // runs while there are any
 };
 

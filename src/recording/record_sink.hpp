@@ -14,9 +14,9 @@
 namespace vocalink {
 
 /** Takes the records of one recording and hands them to the file writer. The first record goes at
- *  once, for the notice; the others go in blocks of 64 KiB or half a second. So a record costs the
- *  loop one append, and a killed daemon loses little. Destroying it finishes the file. Loop thread
- *  only. */
+ *  once, for the notice; the others go in blocks of 64 KiB or half a second, or longer where there are
+ *  hundreds of recordings. So a record costs the loop one append, and a killed daemon loses little.
+ *  Destroying it finishes the file. Loop thread only. */
 class record_sink {
   public:
     /** Called once on the loop, with 0 when the file is open or else the error number. The sink may

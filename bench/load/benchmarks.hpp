@@ -30,7 +30,7 @@ void measure_mix(benchmark::State& state);
 void measure_conference(benchmark::State& state);
 
 /** Calls with every stream recorded, the daemon beside itself without: processor time of its event
- *  loop, packets missing in the files. */
+ *  loop and with that of its workers, packets missing in the files. */
 void measure_recording(benchmark::State& state);
 
 /** Sound files played into calls: processor time and system calls per frame, frames missing. */
@@ -38,6 +38,9 @@ void measure_sound(benchmark::State& state);
 
 /** Controllers that never pause: the longest that the event loop works without looking at packets. */
 void measure_commands(benchmark::State& state);
+
+/** Two-party calls: how long a controller waits for the reply to a lone command meanwhile. */
+void measure_reply(benchmark::State& state);
 
 /** Heap allocations per relayed packet and per member and cycle of a mix and of a conference. */
 void measure_allocations(benchmark::State& state);
@@ -76,10 +79,12 @@ void fail(const std::string& what);
 [[nodiscard]] bool run_and_print();
 
 /** Runs a round of this load on each of two servers on the same core, each while the other stands
- *  still. Which goes first changes from call to call, so that neither always follows the other. */
+ *  still. Which goes first changes from call to call, so that neither always follows the other.
+ *  @param warm_s  before the measurement */
 template <class Traffic>
 [[nodiscard]] std::pair<round_result, round_result>
-run_by_turns(load_socket& socket, const server& bare, const server& daemon) {
+run_by_turns(load_socket& socket, const server& bare, const server& daemon,
+             double warm_s = warm_up_s) {
     static bool bare_first = false;
     bare_first = !bare_first;
     round_result of_bare, of_daemon;
@@ -87,7 +92,7 @@ run_by_turns(load_socket& socket, const server& bare, const server& daemon) {
         const paused_process paused((is_bare ? daemon : bare).pid);
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
         Traffic load(socket, is_bare ? bare : daemon);
-        (void)load.run(warm_up_s);
+        (void)load.run(warm_s);
         (is_bare ? of_bare : of_daemon) = load.run(round_s);
     }
     return {std::move(of_bare), std::move(of_daemon)};

@@ -84,4 +84,26 @@ void measure_commands(benchmark::State& state) {
     state.counters["longest turn of the loop, CPU us: wanted"] = longest_wait_us;
 }
 
+void measure_reply(benchmark::State& state) {
+    load_socket socket;
+    loaded_daemon daemon(socket.port());
+    daemon.add_bridges("vocalink", 2 * size_of(state), 2);
+    std::atomic<bool> over = false;
+    std::vector<double> waits_us;
+    std::thread controller([&] {
+        for (; !over; std::this_thread::sleep_for(std::chrono::milliseconds(7))) {
+            const auto asked = std::chrono::steady_clock::now();
+            daemon.command("stats stream m0");
+            const std::chrono::duration<double> wait = std::chrono::steady_clock::now() - asked;
+            waits_us.push_back(1e6 * wait.count());
+        }
+    });
+    (void)relay_traffic(socket, daemon.process()).run(round_s);
+    over = true;
+    controller.join();
+    std::ranges::sort(waits_us);
+    add_row(state, "wait for a reply, median, us", waits_us[waits_us.size() / 2]);
+    state.counters["wait for a reply, median, us: wanted"] = 300;
+}
+
 } // namespace vocalink::bench

@@ -36,14 +36,16 @@ benchmark::internal::Benchmark* add(const char* name, void (*measure)(benchmark:
 void add_all(bool quick) {
     round_s = quick ? 0.5 : round_s;
     using all = std::vector<sizes>;
-    add("relay", measure_relay, {"pairs"}, quick ? all{{20}} : all{{10}, {100}, {1000}});
+    add("relay", measure_relay, {"pairs"},
+        quick ? all{{20}} : all{{25}, {100}, {250}, {500}, {1000}});
     add("mix", measure_mix, {"members"}, quick ? all{{3}, {10}} : all{{3}, {10}, {100}, {1000}});
     add("conference", measure_conference, {"members", "room"},
         quick ? all{{3, 3}, {10, 10}, {6, 3}}
               : all{{3, 3}, {10, 10}, {100, 100}, {1000, 1000}, {150, 3}});
     add("sound", measure_sound, {"files"}, {{quick ? 50 : 1000}});
-    add("recording", measure_recording, {"pairs"}, quick ? all{{20}} : all{{100}, {250}});
+    add("recording", measure_recording, {"pairs"}, quick ? all{{20}} : all{{100}, {500}});
     add("commands", measure_commands, {"controllers"}, {{quick ? 5 : 20}});
+    add("reply", measure_reply, {"pairs"}, {{quick ? 20 : 100}});
     add("allocations", measure_allocations, {"members"}, {{12}})->Repetitions(1);
     add("idle_memory", measure_idle_memory, {"streams"}, {{quick ? 500 : 10'000}})->Repetitions(1);
     add("many_lives", measure_many_lives, {"streams"}, {{quick ? 2'000 : 100'000}})->Repetitions(1);

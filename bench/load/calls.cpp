@@ -61,6 +61,8 @@ void measure_relay(benchmark::State& state) {
                                                        "packet", legs <= 200 ? 0.80 : 0.90);
     add_row(state, "share of one core, %", 100 * bare.cpu_s / bare.seconds,
             100 * daemon.cpu_s / daemon.seconds);
+    add_row(state, "packets that the generator sent late, %", bare.late_share(),
+            daemon.late_share());
     add_row(state, "held on one core", held(bare), held(daemon));
     add_latency_rows(state, bare, daemon);
 }

@@ -51,6 +51,22 @@ void add_all(bool quick) {
     add("many_lives", measure_many_lives, {"streams"}, {{quick ? 2'000 : 100'000}})->Repetitions(1);
 }
 
+/** More sizes of what is drawn, and loads that a core cannot carry. */
+void add_plotted() {
+    for (const std::int64_t pairs :
+         {10, 25, 50, 100, 250, 500, 1000, 1250, 1500, 1750, 2000, 2500, 3000, 4000}) {
+        add("relay", measure_relay, {"pairs"}, {{pairs}});
+    }
+    for (const std::int64_t members : {3, 10, 30, 100, 300, 1000}) {
+        add("conference", measure_conference, {"members", "room"}, {{members, members}});
+    }
+}
+
+/** Takes an option of this program away from those of the library. */
+bool take_option(std::vector<char*>& arguments, std::string_view option) {
+    return std::erase_if(arguments, [=](std::string_view word) { return word == option; }) != 0;
+}
+
 } // namespace
 
 } // namespace vocalink::bench
@@ -58,8 +74,8 @@ void add_all(bool quick) {
 int main(int argc, char** argv) {
     using namespace vocalink::bench;
     std::vector<char*> arguments(argv, argv + argc);
-    const bool quick =
-        std::erase_if(arguments, [](std::string_view word) { return word == "--quick"; }) != 0;
+    const bool quick = take_option(arguments, "--quick");
+    const bool plotted = take_option(arguments, "--plot");
     char repetitions[] = "--benchmark_repetitions=9", one[] = "--benchmark_repetitions=1";
     char aggregates_only[] = "--benchmark_display_aggregates_only=true";
     arguments.insert(arguments.begin() + 1, {quick ? one : repetitions, aggregates_only});
@@ -68,7 +84,7 @@ int main(int argc, char** argv) {
     if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) {
         return EXIT_FAILURE;
     }
-    add_all(quick);
+    plotted ? add_plotted() : add_all(quick);
     vocalink::util::raise_descriptor_limit();
     pin(getpid(), role::generator);
     try {

@@ -17,6 +17,7 @@ namespace vocalink::bench {
 namespace {
 
 constexpr std::int64_t patience_ns = 300'000'000;
+constexpr double late_ns = 10'000'000;
 constexpr std::size_t noise_bytes = 8192;
 constexpr std::uint32_t frames_per_file = 50;
 
@@ -103,6 +104,8 @@ void traffic::send_due(std::int64_t end_ns) {
         harness::write_rtp_header(out.first<harness::rtp_header_bytes>(), 0, sequence,
                                   sequence * std::uint32_t{payload_bytes}, leg);
         fill(out.subspan(harness::rtp_header_bytes), next_number, time_ns);
+        const double due_ns = static_cast<double>(result.sent) * interval_ns;
+        result.sent_late += elapsed_ns - due_ns > late_ns ? 1 : 0;
         ++next_number;
         ++result.sent;
     }

@@ -15,6 +15,7 @@ namespace vocalink::bench {
 /** What one round cost its server and what became of its packets. */
 struct round_result {
     std::uint64_t sent = 0;
+    std::uint64_t sent_late = 0; // by over 10 ms: the generator could not keep up
     std::uint64_t received = 0;
     std::uint64_t lost = 0;    // that did not come back, or by the sequence numbers of what came
     std::uint64_t wrong = 0;   // of the wrong length, content or origin
@@ -26,6 +27,9 @@ struct round_result {
     std::vector<std::uint32_t> latencies; // nanoseconds, of packets that carry their time
 
     [[nodiscard]] double cpu_us() const { return 1e6 * cpu_s / static_cast<double>(received); }
+    [[nodiscard]] double late_share() const { // in %
+        return 100 * static_cast<double>(sent_late) / static_cast<double>(sent);
+    }
     [[nodiscard]] double loop_us() const { return 1e6 * loop_s / static_cast<double>(received); }
     /** The latency that this share of the packets did not exceed, in microseconds. */
     [[nodiscard]] double latency_us(double share) const;

@@ -157,20 +157,6 @@ class system_test : public ::testing::Test {
         return legs;
     }
 
-    /** Waits until the daemon has read all that was sent to the stream. Takes the notices, and adds
-     *  three packets of an event. */
-    void wait_until_read(leg& party) {
-        const std::string mark = " STREAM " + party.id + " EVENT 77 VOLUME 33";
-        party.send(telephone_event, {0, 0x80, 0, 1}); // ends one that may be going on
-        party.send(telephone_event, {77, 33, 0, 1}, true);
-        party.send(telephone_event, {77, 0x80 | 33, 0, 2});
-        while (control->notice().value() != "DTMF_START" + mark) {
-        }
-        EXPECT_EQ(control->notice(), "DTMF_END" + mark + " DURATION 2");
-        expect_reply("recover", "RECOVER_OK"); // the turn of the loop that read this is over
-    }
-    static constexpr int packets_of_wait = 3;
-
     std::string local_ip = "127";
     std::optional<harness::daemon_process> daemon;
     std::optional<harness::controller> control;

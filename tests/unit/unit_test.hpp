@@ -34,11 +34,10 @@ namespace vocalink {
 namespace fs = std::filesystem;
 using bytes = std::vector<std::uint8_t>;
 
-/** What the file holds behind its first bytes. */
-inline std::string content(const std::string& path, std::size_t from = 0) {
+/** What the file holds now. */
+inline std::string content(const std::string& path) {
     std::ifstream file(path);
-    const std::string all(std::istreambuf_iterator<char>(file), {});
-    return all.substr(std::min(from, all.size()));
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 /** A test of what lives on the loop, under the default options. */

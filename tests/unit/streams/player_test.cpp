@@ -17,6 +17,8 @@ namespace {
 
 class player_test : public loop_test {
   protected:
+    player_test() { EXPECT_EQ(::mkfifo(fifo.c_str(), 0600), 0); }
+
     /** Has the stream send a packet with this body. */
     static void send(stream& to, int payload_type, const std::string& body) {
         rtp_hdr_t header;
@@ -35,6 +37,7 @@ class player_test : public loop_test {
     std::string path(const std::string& name) const { return directory.path() + "/" + name; }
 
     harness::temporary_directory directory;
+    const std::string fifo = path("go_on"); // which scripts wait for
 };
 
 TEST_F(player_test, player_gets_whole_ulaw_frames_and_holds_nobody_up) {
@@ -42,8 +45,6 @@ TEST_F(player_test, player_gets_whole_ulaw_frames_and_holds_nobody_up) {
     for (int fd = 3; fd < 1024; ++fd) {
         ::fcntl(fd, F_SETFD, FD_CLOEXEC); // came from whoever runs the tests
     }
-    const std::string fifo = path("go_on");
-    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
     std::ofstream(path("script"))
         << "cd $(dirname $0); echo $* > arguments; ls /proc/self/fd > open; cat go_on; cat > in; "
            "kill -PIPE $$; echo ignored > in";
@@ -78,8 +79,6 @@ TEST_F(player_test, player_gets_whole_ulaw_frames_and_holds_nobody_up) {
 }
 
 TEST_F(player_test, next_player_starts_when_the_last_has_left_the_device) {
-    const std::string fifo = path("go_on");
-    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
     std::ofstream(path("script"))
         << "cd $(dirname $0); mkdir device || exit; cat > /dev/null; cat go_on; rmdir device; "
            "echo played >> log";

@@ -32,9 +32,8 @@ double cpu_seconds(pid_t pid) {
 
 double loop_cpu_seconds(pid_t pid) {
     // Processor clocks of single threads are out of reach for other processes; this is not.
-    std::ifstream counts(proc_path(pid, "task/" + std::to_string(pid) + "/schedstat"));
     double on_processor_ns = 0;
-    counts >> on_processor_ns;
+    std::ifstream(proc_path(pid, "task/" + std::to_string(pid) + "/schedstat")) >> on_processor_ns;
     return 1e-9 * on_processor_ns;
 }
 

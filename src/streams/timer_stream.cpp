@@ -5,7 +5,9 @@
 namespace vocalink {
 
 timer_stream::timer_stream(std::string stream_id, std::string_view encoding, stream_kind kind)
-    : stream(std::move(stream_id), encoding, kind) {}
+    : stream(std::move(stream_id), encoding, kind) {
+    end_timer.priority = EV_MAXPRI; // a frame that is due in the same turn comes no more
+}
 
 void timer_stream::enable_stream_loop() {
     constexpr double first_frame_s = 0.02;

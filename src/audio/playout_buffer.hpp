@@ -46,6 +46,9 @@ class playout_buffer {
     /** Notes a packet of the speaker without audio, so that its number does not count as lost. */
     void pass_over(std::uint32_t ssrc, std::uint16_t sequence);
 
+    /** Whether the next 20 ms have come. */
+    [[nodiscard]] bool has_next_frame() const;
+
     /** Plays the next 20 ms. @return false for silence: nothing was said, the samples are all zeros */
     [[nodiscard]] bool play(double now_s);
 

@@ -25,6 +25,12 @@ constexpr double hurried_excess_ms = 40;
 
 } // namespace
 
+bool playout_buffer::has_next_frame() const {
+    const int missing = voice_frame_samples - line.unplayed();
+    return missing <= 0 ||
+           (!queue.empty() && queue.front().place <= line_end && queue.front().samples >= missing);
+}
+
 bool playout_buffer::play(double now_s) {
     const std::int64_t skipped = delay.tick(now_s);
     if (skipped > dropped_samples) {

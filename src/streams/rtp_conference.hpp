@@ -37,7 +37,9 @@ class rtp_stream::leg : public conference_leg {
   private:
     // Receiving: rtp_conference_receive.cpp
     void discard_waiting();
-    int receive_waiting(double now_s);
+    enum class asking { for_a_tick, for_all };
+    int receive_waiting(double now_s, asking how);
+    [[nodiscard]] bool is_enough(const packet_reader::packet& packet) const;
     void take_packet(const packet_reader::packet& packet, double now_s);
     void take_event(const rtp_view& view, double arrival_s);
     void report(const key_receiver::changes& changes);

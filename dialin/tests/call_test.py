@@ -41,7 +41,7 @@ class Rooms(ExchangeTest):
         (self.folder / "voice.ulaw").write_bytes(audioop.lin2ulaw(sine(CARLA, 1), 2))
         for phone in (anna, bruno):
             phone.call("100", self.port)
-        carla = sipp(self, "-sf", HERE / "talker.xml", "-m", 1, "-rtp_echo", "-mp", free_port())
+        carla = sipp(self, "-sf", HERE / "talker.xml", "-m", 1, "-rtp_echo")
         self.assertEqual(carla.process.wait(30), 0, carla.log()[-2000:])
         # First SIPp is heard. Then it says what it hears, so that each hears his own voice again,
         # which the room itself never gives him. The others' voices then come twice, and may cancel.
@@ -154,7 +154,7 @@ class Load(ExchangeTest):
         recordings = pathlib.Path("/usr/share/sip-tester")
         if os.geteuid() == 0 and recordings.exists():  # it sends them through a raw socket
             (self.folder / "pcap").symlink_to(recordings)
-            callers.append(sipp(self, "-sn", "uac_pcap", "-m", 1, "-mp", free_port()))
+            callers.append(sipp(self, "-sn", "uac_pcap", "-m", 1))
         return callers
 
     def test_three_hundred_calls_at_twenty_a_second(self):

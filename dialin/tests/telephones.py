@@ -59,6 +59,7 @@ class Baresip:
 
 def sipp(test, *arguments, room="100"):
     """Starts SIPp as a caller; its screen is its log."""
+    # Its own range of media ports is the daemon's, and a daemon on this machine may fill it.
     return test.start("sipp", "-s", room, "-i", LOOPBACK, "-mi", LOOPBACK, "-ci", LOOPBACK,
-                      "-nostdin", "-timeout", "90s", "-timeout_error", *arguments,
-                      f"{LOOPBACK}:{test.port}")
+                      "-p", free_port(), "-mp", free_port(), "-nostdin", "-timeout", "90s",
+                      "-timeout_error", *arguments, f"{LOOPBACK}:{test.port}")

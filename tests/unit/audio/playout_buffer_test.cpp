@@ -104,6 +104,15 @@ class conversation {
     std::array<std::int16_t, voice_frame_samples> frame{};
 };
 
+TEST(playout_line, fades_what_was_cut_off_into_what_follows) {
+    playout_line line;
+    line.append(std::vector<std::int16_t>(240, 8000));
+    line.cut_end(160);
+    line.append(std::vector<std::int16_t>(160, -8000));
+    line.take();
+    EXPECT_LT(sharpest_bend(line.taken()), 1000);
+}
+
 TEST(playout_buffer, clean_line_is_heard_early_and_whole) {
     for (const double packet_ms : {5.0, 10.0, 20.0, 30.0, 60.0, 120.0}) {
         for (const double first_packet_s : {0.0001, 0.005, 0.0113, 0.0199}) {

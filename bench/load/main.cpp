@@ -38,7 +38,8 @@ void add_all(bool quick) {
     using all = std::vector<sizes>;
     add("relay", measure_relay, {"pairs"},
         quick ? all{{20}} : all{{25}, {100}, {250}, {500}, {1000}});
-    add("mix", measure_mix, {"members"}, quick ? all{{3}, {10}} : all{{3}, {10}, {100}, {1000}});
+    add("mix", measure_mix, {"members", "room"},
+        quick ? all{{3, 3}, {10, 10}} : all{{3, 3}, {10, 10}, {100, 100}, {1000, 1000}, {500, 10}});
     add("conference", measure_conference, {"members", "room"},
         quick ? all{{3, 3}, {10, 10}, {6, 3}}
               : all{{3, 3}, {10, 10}, {100, 100}, {1000, 1000}, {150, 3}});

@@ -17,6 +17,7 @@ relay_mix::relay_mix(const std::string& bridge_id, const bridge_members& members
     : id(bridge_id), streams(members) {}
 
 void relay_mix::joined(stream&) {
+    list_members();
     special_speakers.reserve(streams.size());
     frames.reserve(streams.size());
     if (streams.size() == 1) {
@@ -43,6 +44,7 @@ void relay_mix::joined(stream&) {
 }
 
 void relay_mix::left(stream&) {
+    list_members();
     if (streams.size() == 2) {
         // Deliberate: docs/behaviours.md#pair-left-over
         enable_direct_sync();

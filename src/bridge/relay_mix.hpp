@@ -32,8 +32,8 @@ class relay_mix : public audio_policy {
     void start_mixing();
     void stop_mixing();
     void mix_callback(ev::timer& timer, int events);
-    void read_members();
-    void sum_open_speakers();
+    void list_members();
+    void hear_members();
     void mix_for(stream& listener);
     void mix_all_heard(stream& listener);
     void mix_sources(stream& listener);
@@ -48,6 +48,7 @@ class relay_mix : public audio_policy {
     bool mixing = false;       // mix_timer has been started
     bool join_pending = false; // the next cycle drains its members
 
+    std::vector<stream*> listed; // the same, in the same order, to go through quickly
     // Of the running cycle; kept so that a cycle allocates nothing.
     frame_sum open_sum{};                  // of all speakers that everybody may hear
     std::vector<stream*> special_speakers; // those that are restricted or speak in events

@@ -18,6 +18,13 @@ bool receives_mix(const stream& member) {
     return member.get_type() != kind_sound && member.get_type() != kind_event;
 }
 
+/** Fetches what the next member needs while the system call of this one runs. */
+void prefetch_after(const std::vector<stream*>& members, std::size_t served) {
+    if (served + 1 < members.size()) {
+        members[served + 1]->prefetch();
+    }
+}
+
 /** Subtracted from a sum that does not contain the listener's own frame. */
 constexpr std::array<short, max_frame_samples> silent_frame{};
 
@@ -39,37 +46,42 @@ void relay_mix::stop_mixing() {
     }
 }
 
-void relay_mix::mix_callback(ev::timer&, int) {
-    read_members();
-    sum_open_speakers();
+/** A list is gone through faster than the map, which lies scattered in memory. */
+void relay_mix::list_members() {
+    listed.clear();
     for (const auto& [member_id, member] : streams) {
-        if (receives_mix(*member)) {
-            mix_for(*member);
+        listed.push_back(member);
+    }
+}
+
+void relay_mix::mix_callback(ev::timer&, int) {
+    hear_members();
+    for (std::size_t i = 0; i < listed.size(); ++i) {
+        prefetch_after(listed, i);
+        if (receives_mix(*listed[i])) {
+            mix_for(*listed[i]);
         }
     }
 }
 
-void relay_mix::read_members() {
-    for (const auto& [member_id, member] : streams) {
+/** Reads every member, and sums once what everybody may hear, so that a listener costs one
+ *  subtraction of its own frame instead of a sum over all others. */
+void relay_mix::hear_members() {
+    open_sum.fill(0);
+    special_speakers.clear();
+    for (std::size_t i = 0; i < listed.size(); ++i) {
+        prefetch_after(listed, i);
+        stream* const member = listed[i];
         if (member->read_incoming_rtp(nullptr, 0, join_pending) == 0) {
             member->clear_incoming_buffer();
         }
-    }
-    join_pending = false;
-}
-
-/** Sums once what everybody may hear, so that a listener costs one subtraction of its own frame
- *  instead of a sum over all others. */
-void relay_mix::sum_open_speakers() {
-    open_sum.fill(0);
-    special_speakers.clear();
-    for (const auto& [member_id, member] : streams) {
         if (member->is_restricted() || member->get_type() == kind_event) {
             special_speakers.push_back(member);
         } else {
             add_frame(open_sum, member->incoming_packet(), max_frame_samples);
         }
     }
+    join_pending = false;
 }
 
 void relay_mix::mix_for(stream& listener) {

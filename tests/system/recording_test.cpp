@@ -240,8 +240,14 @@ TEST_F(recording_test, full_store_has_whole_files_only_and_the_others_stay_in_th
                  name.c_str(), socket.c_str(), work.c_str(), store.c_str(), nullptr);
         ::_exit(127);
     }
-    ASSERT_TRUE(eventually([&] { return fs::exists(socket); }));
-    control.emplace(socket);
+    ASSERT_TRUE(eventually([&] { // its file exists before the daemon listens there
+        try {
+            control.emplace(socket);
+        } catch (const std::system_error&) {
+            return false;
+        }
+        return true;
+    }));
     auto legs = new_call({"PCMU", "PCMU"});
     const std::string small = record_call(legs, "small", 1),
                       large = record_call(legs, "large", 400);

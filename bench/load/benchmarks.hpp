@@ -57,7 +57,7 @@ void measure_many_lives(benchmark::State& state);
 }
 
 /** A row of the daemon alone. A row becomes the counters "row: bare", "row: daemon", "row: ratio"
- *  and "row: wanted", as far as it has them. */
+ *  and "row: wanted", as far as it has them; bench/report/table.py prints them. */
 void add_row(benchmark::State& state, const std::string& what, double daemon);
 
 /** A row with a rival. @param wanted  at most so many times the rival's; 0 for no target */
@@ -74,9 +74,8 @@ void add_losses(benchmark::State& state, const round_result& bare, const round_r
 /** Prints that something happened which must not: the run has failed. */
 void fail(const std::string& what);
 
-/** Runs what is registered and prints a table: medians over the repetitions, of ratios the extremes
- *  too. @return whether something ran and nothing failed */
-[[nodiscard]] bool run_and_print();
+/** Runs what is registered. @return whether something ran and nothing failed */
+[[nodiscard]] bool run_all();
 
 /** Runs a round of this load on each of two servers on the same core, each while the other stands
  *  still. Which goes first changes from call to call, so that neither always follows the other.

@@ -27,8 +27,6 @@ benchmark::internal::Benchmark* add(const char* name, void (*measure)(benchmark:
         }
     });
     added->Iterations(1)->ArgNames(names);
-    added->ComputeStatistics("min", [](const auto& values) { return std::ranges::min(values); });
-    added->ComputeStatistics("max", [](const auto& values) { return std::ranges::max(values); });
     std::ranges::for_each(each, [added](const sizes& arguments) { added->Args(arguments); });
     return added;
 }
@@ -78,8 +76,7 @@ int main(int argc, char** argv) {
     const bool quick = take_option(arguments, "--quick");
     const bool plotted = take_option(arguments, "--plot");
     char repetitions[] = "--benchmark_repetitions=9", one[] = "--benchmark_repetitions=1";
-    char aggregates_only[] = "--benchmark_display_aggregates_only=true";
-    arguments.insert(arguments.begin() + 1, {quick ? one : repetitions, aggregates_only});
+    arguments.insert(arguments.begin() + 1, quick ? one : repetitions);
     int count = static_cast<int>(arguments.size());
     benchmark::Initialize(&count, arguments.data());
     if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) {
@@ -89,7 +86,7 @@ int main(int argc, char** argv) {
     vocalink::util::raise_descriptor_limit();
     pin(getpid(), role::generator);
     try {
-        return run_and_print() ? EXIT_SUCCESS : EXIT_FAILURE;
+        return run_all() ? EXIT_SUCCESS : EXIT_FAILURE;
     } catch (const std::exception& error) {
         std::cerr << "vocalink_load: " << error.what() << std::endl;
         return EXIT_FAILURE;

@@ -2,6 +2,7 @@
 # Starts a daemon and a front end for a test, and reads what they log.
 import os
 import pathlib
+import random
 import shutil
 import signal
 import socket
@@ -19,13 +20,15 @@ SKIPPED = 77  # the exit status that CTest takes for a skipped test
 
 
 def free_port():
-    """A port that is free for UDP and TCP."""
+    """A port that is free for UDP and TCP, and the nine after it with luck. It lies below those that
+    daemons and the system give out, so that nobody else takes it before a telephone does."""
     while True:
         with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as udp, socket.socket() as tcp:
-            udp.bind((LOOPBACK, 0))
+            address = (LOOPBACK, random.randrange(1100, 5900, 10))
             try:
-                tcp.bind(udp.getsockname())
-                return udp.getsockname()[1]
+                udp.bind(address)
+                tcp.bind(address)
+                return address[1]
             except OSError:
                 pass
 

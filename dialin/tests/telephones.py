@@ -26,7 +26,7 @@ class Baresip:
         self.folder = test.folder / name
         self.folder.mkdir()
         self.console = free_port()
-        rtp = free_port() & ~1
+        rtp = free_port()
         write_wave(self.folder / "voice.wav", frequency, 60)
         modules = next(pathlib.Path("/usr/lib").rglob("baresip/modules/menu.so")).parent
         (self.folder / "config").write_text((HERE / "baresip.config").read_text().format(

@@ -43,6 +43,10 @@ bool playout_buffer::put(const rtp_view& packet, double now_s) {
     delay.arrived(place - play_position(), now_s);
     take_back_to(place);
     make_room(std::max(place + samples, waiting_end()), packet.payload.size());
+    if (place < line_end) { // the room was made of newer audio
+        ++counted.late;
+        return true;
+    }
     queue.insert({.sequence = position.sequence,
                   .place = place,
                   .timestamp = packet.timestamp,

@@ -299,6 +299,15 @@ TEST(playout_buffer, burst_leaves_the_newest_200_ms_at_most) {
     talk.talk(500);
     EXPECT_LE(talk.buffer->counters().delay_ms, 60);
     EXPECT_EQ(talk.buffer->counters().lost, 0U);
+
+    talk.wait(30);
+    talk.next.ssrc += 1;
+    for (const int step : {1, 1, -23, 1}) { // the third is older than what there is room for
+        talk.say();
+        talk.next.sequence = static_cast<std::uint16_t>(talk.next.sequence + step - 1);
+    }
+    talk.tick();
+    EXPECT_LE(talk.buffer->counters().delay_ms, 200);
     EXPECT_LE(sizeof(playout_buffer), 16U * 1024);
 }
 

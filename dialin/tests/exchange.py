@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
 # Starts a daemon and a front end for a test, and reads what they log.
+import itertools
 import os
 import pathlib
 import random
@@ -17,14 +18,16 @@ DAEMON = os.environ["VOCALINK"]
 FRONT_END = os.environ["VOCALINK_DIALIN"]
 SOUNDS = pathlib.Path(__file__).parent.parent / "sounds"
 SKIPPED = 77  # the exit status that CTest takes for a skipped test
+ports = itertools.count(random.randrange(480))
 
 
 def free_port():
-    """A port that is free for UDP and TCP, and the nine after it with luck. It lies below those that
-    daemons and the system give out, so that nobody else takes it before a telephone does."""
+    """A port that is free for UDP and TCP, another each time, and the nine after it with luck. It lies
+    below those that daemons and the system give out, so that nobody else takes it before a telephone
+    does."""
     while True:
         with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as udp, socket.socket() as tcp:
-            address = (LOOPBACK, random.randrange(1100, 5900, 10))
+            address = (LOOPBACK, 1100 + 10 * (next(ports) % 480))
             try:
                 udp.bind(address)
                 tcp.bind(address)

@@ -67,13 +67,8 @@ bool log_is_written(pid_t process) {
 daemon_process::daemon_process(const std::vector<std::string>& extra_arguments) {
     const char* chosen = std::getenv("VOCALINK_EXECUTABLE");
     const std::string& home = directory_path();
-    std::vector<std::string> words{chosen != nullptr ? chosen : VOCALINK_EXECUTABLE_PATH,
-                                   "-s",
-                                   socket_path(),
-                                   "-a",
-                                   home,
-                                   "-l",
-                                   home};
+    const std::string program = chosen != nullptr ? chosen : VOCALINK_EXECUTABLE_PATH;
+    std::vector<std::string> words{program, "-s", socket_path(), "-a", home, "-l", home};
     words.insert(words.end(), extra_arguments.begin(), extra_arguments.end());
     child = spawn(words, log_path);
     if (!wait_for_log("-- main: entering event loop\n", milliseconds(20000))) {

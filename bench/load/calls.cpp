@@ -69,7 +69,7 @@ void measure_relay(benchmark::State& state) {
 
 void measure_mix(benchmark::State& state) {
     compare<conference_traffic>(state, "vocalink", mix_for_ever, size_of(state),
-                                static_cast<std::size_t>(state.range(1)), "member and cycle", 1.25);
+                                static_cast<std::size_t>(state.range(1)), "member and cycle", 1.10);
 }
 
 void measure_conference(benchmark::State& state) {
